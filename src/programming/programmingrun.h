@@ -1,0 +1,9 @@
+#pragma once
+
+namespace klangor {
+
+class ProgrammingRun
+{
+};
+
+} // namespace klangor

@@ -1,0 +1,126 @@
+#include "soundset/slotassignment.h"
+
+#include "soundset/clearreadonly.h"
+#include "soundset/soundtable.h"
+
+#include <QDir>
+#include <QFile>
+#include <QSaveFile>
+#include <QRegularExpression>
+#include <QUrl>
+
+#include <algorithm>
+
+namespace klangor {
+
+namespace {
+
+// Writes the copy through a temporary file, so a failed copy leaves the old working file whole.
+bool copyReplacing(const QString &source, const QString &target)
+{
+    QFile in(source);
+    if (!in.open(QIODevice::ReadOnly))
+        return false;
+    QSaveFile out(target);
+    if (!out.open(QIODevice::WriteOnly))
+        return false;
+    char buffer[64 * 1024];
+    for (;;) {
+        const qint64 n = in.read(buffer, sizeof buffer);
+        if (n < 0)
+            return false; // QSaveFile discards its temporary file unless committed
+        if (n == 0)
+            break;
+        if (out.write(buffer, n) != n)
+            return false;
+    }
+    return out.commit();
+}
+
+} // namespace
+
+QString pathInFolder(const QString &folder, const QString &name)
+{
+    if (folder.endsWith(QLatin1Char('/')))
+        return folder + name;
+    return folder + QLatin1Char('/') + name;
+}
+
+bool hasWaveExtension(const QString &name)
+{
+    return name.right(4).toUpper() == QStringLiteral(".WAV");
+}
+
+SlotAssigner::SlotAssigner(QString programFolder, WaveChecker &checker, MessagePresenter &messages)
+    : m_programFolder(std::move(programFolder)), m_checker(checker), m_messages(messages)
+{
+}
+
+QString SlotAssigner::workingFilePath(int soundNumber) const
+{
+    return QDir(m_programFolder).filePath(workingFileName(soundNumber));
+}
+
+AssignOutcome SlotAssigner::assign(SlotFileNames &names, int soundNumber, const QString &slotText,
+                                   const QString &sourcePath, AssignWay way)
+{
+    if (m_checker.CheckWaveFile(sourcePath) != 0)
+        return AssignOutcome::Refused;
+
+    const QString target = workingFilePath(soundNumber);
+    if (way == AssignWay::DoubleClick)
+        ClearReadOnly(target);
+
+    const QString previous = names.at(soundNumber);
+    names.set(soundNumber, slotText);
+    if (copyReplacing(sourcePath, target))
+        return AssignOutcome::Taken;
+
+    // The slot must not claim a sound that did not arrive.
+    names.set(soundNumber, previous);
+    m_messages.show({QStringLiteral("Die Sound-Datei konnte nicht als \"%1\" in den Programmordner "
+                                    "kopiert werden. Der Slot bleibt unverändert.")
+                         .arg(workingFileName(soundNumber)),
+                     QStringLiteral("Kopieren fehlgeschlagen"), MessageIcon::Critical});
+    return AssignOutcome::CopyFailed;
+}
+
+DropPayload dropPayloadFrom(const QMimeData &mime)
+{
+    DropPayload payload;
+    QStringList spelled; // the ways a file manager writes the same files as text
+    if (mime.hasUrls()) {
+        for (const QUrl &url : mime.urls()) {
+            if (!url.isLocalFile())
+                continue;
+            payload.files.append(url.toLocalFile());
+            spelled << url.toString() << url.toLocalFile();
+        }
+    }
+    if (mime.hasText()) {
+        const QString text = mime.text();
+        QStringList lines = text.split(QRegularExpression(QStringLiteral("[\r\n]+")), Qt::SkipEmptyParts);
+        const bool onlySpellsFiles =
+            !payload.files.isEmpty() && !lines.isEmpty() &&
+            std::all_of(lines.begin(), lines.end(), [&](const QString &line) {
+                return spelled.contains(line.trimmed());
+            });
+        if (!onlySpellsFiles)
+            payload.text = text;
+    }
+    return payload;
+}
+
+std::optional<DropChoice> chooseDrop(const DropPayload &payload, const QString &browseFolder)
+{
+    if (payload.text)
+        return DropChoice{*payload.text, pathInFolder(browseFolder, *payload.text)};
+    if (!payload.files.isEmpty()) {
+        const QString &first = payload.files.first();
+        if (hasWaveExtension(first))
+            return DropChoice{first, first};
+    }
+    return std::nullopt;
+}
+
+} // namespace klangor

@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/messagebox.h"
+#include "soundset/slotfilenames.h"
+#include "soundset/wavecheck.h"
+
+#include <QMimeData>
+#include <QStringList>
+
+#include <optional>
+
+namespace klangor {
+
+enum class AssignWay { DoubleClick, Drop };
+
+enum class AssignOutcome {
+    Taken,      // name recorded, working file replaced
+    Refused,    // the check refused the file; nothing changed
+    CopyFailed, // the copy failed; the name and the old working file are as they were
+};
+
+// Joins a name from the file list or dropped text to the browsed folder, the way the
+// window always has: folder, separator, name, nothing resolved.
+QString pathInFolder(const QString &folder, const QString &name);
+
+// Takes checked WAV files into slots: records the name and copies the file to the working
+// file of the sound number in the program folder.
+class SlotAssigner
+{
+public:
+    SlotAssigner(QString programFolder, WaveChecker &checker, MessagePresenter &messages);
+
+    AssignOutcome assign(SlotFileNames &names, int soundNumber, const QString &slotText,
+                         const QString &sourcePath, AssignWay way);
+
+    QString workingFilePath(int soundNumber) const;
+
+private:
+    QString m_programFolder;
+    WaveChecker &m_checker;
+    MessagePresenter &m_messages;
+};
+
+// What a drop offers, in the two forms the slots understand.
+struct DropPayload
+{
+    std::optional<QString> text;
+    QStringList files; // local paths, in the order of the drop
+};
+
+// Text from file managers that merely spells the dropped files is not a name of its own.
+DropPayload dropPayloadFrom(const QMimeData &mime);
+
+struct DropChoice
+{
+    QString slotText;   // what the slot shows and the name that is recorded
+    QString sourcePath; // the file that is checked and copied
+};
+
+// Text first (a name in the browsed folder), then the first file of a file list when it ends
+// in ".wav" in any letter case; nullopt when the drop brings no WAV file.
+std::optional<DropChoice> chooseDrop(const DropPayload &payload, const QString &browseFolder);
+
+bool hasWaveExtension(const QString &name);
+
+} // namespace klangor

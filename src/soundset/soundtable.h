@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <array>
+
+namespace klangor {
+
+struct SoundEvent
+{
+    const char16_t *text; // as shown in the event list
+    int slotCount;
+    int firstSoundNumber;
+};
+
+// The 20 sound events of the decoder, in the order of the event list. Every part of the
+// program takes sound numbers from here.
+class SoundTable
+{
+public:
+    static constexpr int EventCount = 20;
+    static constexpr int MaxSlots = 5;
+    static constexpr int SoundCount = 72; // sound numbers that belong to a slot
+
+    static bool isValidEvent(int event) { return event >= 0 && event < EventCount; }
+    static QString text(int event);
+    static int slotCount(int event);
+    static int firstSoundNumber(int event);
+    // Sound number of slot (1-based) of event; -1 when the event has no such slot.
+    static int soundNumber(int event, int slot);
+    static QStringList texts();
+};
+
+// "12.wav": the working file of a sound number, without folder.
+QString workingFileName(int soundNumber);
+
+} // namespace klangor

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+namespace klangor {
+
+// Names (without folder) of the files in folder whose last four characters, upper-cased,
+// are ".WAV"; files only, sorted alphabetically. nullopt when the folder cannot be read.
+std::optional<QStringList> listWaveFiles(const QString &folder);
+
+} // namespace klangor

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "soundset/slotassignment.h"
+
+#include <QLineEdit>
+#include <QListWidget>
+#include <QWidget>
+
+namespace klangor {
+
+// A slot's text box: shows the file name, takes double-clicks and drops.
+class SlotBox : public QLineEdit
+{
+    Q_OBJECT
+
+public:
+    explicit SlotBox(QWidget *parent = nullptr);
+
+signals:
+    void doubleClicked();
+    void dropped(const klangor::DropPayload &payload);
+
+protected:
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dragMoveEvent(QDragMoveEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+};
+
+// The file list of the browser: its entries are dragged as plain text (the bare name).
+class WaveFileListBox : public QListWidget
+{
+    Q_OBJECT
+
+public:
+    explicit WaveFileListBox(QWidget *parent = nullptr);
+    // The selected entry, "" when none is selected.
+    QString selectedEntry() const;
+
+protected:
+    QStringList mimeTypes() const override;
+    QMimeData *mimeData(const QList<QListWidgetItem *> &items) const override;
+};
+
+// A folder list as on the classic file browser: the open path from the root down, then the
+// folders inside it. Double-click (or Enter) opens an entry.
+class FolderListBox : public QListWidget
+{
+    Q_OBJECT
+
+public:
+    explicit FolderListBox(QWidget *parent = nullptr);
+
+    const QString &path() const { return m_path; }
+    // False, and nothing changes, when the folder cannot be read.
+    bool setPath(const QString &path);
+
+signals:
+    void pathChanged();
+
+private:
+    void openItem(QListWidgetItem *item);
+    QString m_path;
+};
+
+// A fixed image of 175 x 61 pixels.
+class LogoPicture : public QWidget
+{
+    Q_OBJECT
+
+public:
+    enum class Motif { Waveform, Locomotive };
+    explicit LogoPicture(Motif motif, QWidget *parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    Motif m_motif;
+};
+
+} // namespace klangor

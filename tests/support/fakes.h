@@ -1,0 +1,114 @@
+#pragma once
+
+#include "platform/messagebox.h"
+#include "platform/programlauncher.h"
+#include "platform/registry.h"
+#include "platform/waveaudiodevice.h"
+#include "playback/soundservice.h"
+#include "project/projectdialogs.h"
+
+#include <QHash>
+#include <QList>
+#include <QStringList>
+
+#include <functional>
+#include <map>
+
+namespace klangor::test {
+
+// Records the messages instead of showing a modal box.
+class RecordingMessages final : public MessagePresenter
+{
+public:
+    void show(const UserMessage &message) override { shown.append(message); }
+    QList<UserMessage> shown;
+};
+
+// Records every call as "once:<path>", "loop:<path>", "wait:<name>", "stop:<bytes>".
+class FakeSoundService final : public SoundService
+{
+public:
+    void PlaySoundOnce(const QString &path) override { calls << QStringLiteral("once:") + path; }
+    void PlaySoundLoop(const QString &path) override { calls << QStringLiteral("loop:") + path; }
+    void PlaySoundWait(const QString &bareName) override
+    {
+        calls << QStringLiteral("wait:") + bareName;
+        if (onWait)
+            onWait(bareName);
+    }
+    void StopSound(const QByteArray &placeholder) override
+    {
+        calls << QStringLiteral("stop:%1").arg(placeholder.size());
+    }
+    QStringList calls;
+    std::function<void(const QString &)> onWait;
+};
+
+// Answers lengths by path; unknown paths are measured from the file itself.
+class FakeWaveAudioDevice final : public WaveAudioDevice
+{
+public:
+    std::optional<qint64> lengthMilliseconds(const QString &path) override
+    {
+        measured << path;
+        if (const auto it = lengths.find(path); it != lengths.end())
+            return it->second;
+        return RiffWaveAudioDevice().lengthMilliseconds(path);
+    }
+    std::map<QString, std::optional<qint64>> lengths;
+    QStringList measured;
+};
+
+// Answers the dialogs from a queue of paths ("" is a cancel) and records what was asked.
+class FakeProjectDialogs final : public ProjectDialogs
+{
+public:
+    struct Request
+    {
+        bool save;
+        QString filter, title, initialFolder;
+    };
+    QString ShowOpenDialog(const QString &filter, const QString &title, const QString &folder) override
+    {
+        requests.append({false, filter, title, folder});
+        return answers.isEmpty() ? QString() : answers.takeFirst();
+    }
+    QString ShowSaveDialog(const QString &filter, const QString &title, const QString &folder) override
+    {
+        requests.append({true, filter, title, folder});
+        return answers.isEmpty() ? QString() : answers.takeFirst();
+    }
+    QStringList answers;
+    QList<Request> requests;
+};
+
+class FakeRegistry final : public Registry
+{
+public:
+    std::optional<RegistryValue> queryValue(RegistryRoot, const QString &key, const QString &name) override
+    {
+        queried << key + QLatin1Char('|') + name;
+        const auto it = values.find(key + QLatin1Char('|') + name);
+        if (it == values.end())
+            return std::nullopt;
+        return it.value();
+    }
+    QHash<QString, RegistryValue> values; // "key|value name"
+    QStringList queried;
+};
+
+class FakeProgramLauncher final : public ProgramLauncher
+{
+public:
+    bool fileExists(const QString &path) override { return existing.contains(path); }
+    bool startDetached(const QString &program) override
+    {
+        started << program;
+        return existing.contains(program) && startSucceeds;
+    }
+    QStringList existing;
+    QStringList started;
+    bool startSucceeds = true;
+};
+
+} // namespace klangor::test

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+namespace klangor::test {
+
+struct WavSpec
+{
+    int channels = 1;
+    int sampleRate = 11025;
+    int bitsPerSample = 8;
+    int formatTag = 1;
+    qint64 dataBytes = 1000;
+    // Puts a LIST chunk (odd-sized, with its pad byte) between the RIFF header and "fmt ".
+    bool chunkBeforeFormat = false;
+    QByteArray riffId = "RIFF";
+    QByteArray formId = "WAVE";
+    // Overrides the average bytes per second (0: computed from the other fields).
+    quint32 avgBytesPerSecond = 0;
+};
+
+// A WAV image laid out as the spec asks; samples are a quiet ramp.
+QByteArray makeWav(const WavSpec &spec);
+// Data bytes of an 8-bit mono 11025 Hz file that the device measures as ms milliseconds.
+qint64 bytesForMilliseconds(qint64 ms, quint32 avgBytesPerSecond = 11025);
+
+bool writeFile(const QString &path, const QByteArray &bytes);
+QByteArray readFile(const QString &path);
+
+} // namespace klangor::test

@@ -16,6 +16,9 @@ char encodeOne(char16_t c)
 {
     if (c < 0x80 || (c >= 0xA0 && c <= 0xFF))
         return static_cast<char>(c);
+    // The five unassigned positions decode to themselves, so they encode back the same way.
+    if (c <= 0x9F && kHighControls[c - 0x80] == 0)
+        return static_cast<char>(c);
     for (std::size_t i = 0; i < kHighControls.size(); ++i) {
         if (kHighControls[i] == c && c != 0)
             return static_cast<char>(0x80 + i);

@@ -4,7 +4,11 @@
 
 namespace klangor {
 
-enum class MessageIcon { None, Critical };
+enum class MessageIcon
+{
+    None,
+    Critical
+};
 
 // A message for the user: only the window turns it into a modal box.
 struct UserMessage

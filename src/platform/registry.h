@@ -1,16 +1,22 @@
 #pragma once
 
+#include <memory>
+#include <optional>
 #include <QByteArray>
 #include <QString>
 
-#include <memory>
-#include <optional>
-
 namespace klangor {
 
-enum class RegistryRoot : quint32 { LocalMachine = 0x80000002u };
+enum class RegistryRoot : quint32
+{
+    LocalMachine = 0x80000002u
+};
 
-enum RegistryValueType : quint32 { RegSz = 1, RegDword = 4 };
+enum RegistryValueType : quint32
+{
+    RegSz = 1,
+    RegDword = 4
+};
 
 struct RegistryValue
 {

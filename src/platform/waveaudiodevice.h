@@ -1,10 +1,9 @@
 #pragma once
 
-#include <QIODevice>
-#include <QString>
-
 #include <memory>
 #include <optional>
+#include <QIODevice>
+#include <QString>
 
 namespace klangor {
 

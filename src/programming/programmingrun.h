@@ -3,7 +3,6 @@
 namespace klangor {
 
 class ProgrammingRun
-{
-};
+{};
 
 } // namespace klangor

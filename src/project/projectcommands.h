@@ -3,7 +3,6 @@
 namespace klangor {
 
 class ProjectCommands
-{
-};
+{};
 
 } // namespace klangor

@@ -3,13 +3,12 @@
 #include "soundset/clearreadonly.h"
 #include "soundset/soundtable.h"
 
+#include <algorithm>
 #include <QDir>
 #include <QFile>
-#include <QSaveFile>
 #include <QRegularExpression>
+#include <QSaveFile>
 #include <QUrl>
-
-#include <algorithm>
 
 namespace klangor {
 
@@ -53,8 +52,7 @@ bool hasWaveExtension(const QString &name)
 
 SlotAssigner::SlotAssigner(QString programFolder, WaveChecker &checker, MessagePresenter &messages)
     : m_programFolder(std::move(programFolder)), m_checker(checker), m_messages(messages)
-{
-}
+{}
 
 QString SlotAssigner::workingFilePath(int soundNumber) const
 {
@@ -99,12 +97,12 @@ DropPayload dropPayloadFrom(const QMimeData &mime)
     }
     if (mime.hasText()) {
         const QString text = mime.text();
-        QStringList lines = text.split(QRegularExpression(QStringLiteral("[\r\n]+")), Qt::SkipEmptyParts);
+        QStringList lines =
+            text.split(QRegularExpression(QStringLiteral("[\r\n]+")), Qt::SkipEmptyParts);
         const bool onlySpellsFiles =
             !payload.files.isEmpty() && !lines.isEmpty() &&
-            std::all_of(lines.begin(), lines.end(), [&](const QString &line) {
-                return spelled.contains(line.trimmed());
-            });
+            std::all_of(lines.begin(), lines.end(),
+                        [&](const QString &line) { return spelled.contains(line.trimmed()); });
         if (!onlySpellsFiles)
             payload.text = text;
     }

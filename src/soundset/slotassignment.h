@@ -4,16 +4,20 @@
 #include "soundset/slotfilenames.h"
 #include "soundset/wavecheck.h"
 
+#include <optional>
 #include <QMimeData>
 #include <QStringList>
 
-#include <optional>
-
 namespace klangor {
 
-enum class AssignWay { DoubleClick, Drop };
+enum class AssignWay
+{
+    DoubleClick,
+    Drop
+};
 
-enum class AssignOutcome {
+enum class AssignOutcome
+{
     Taken,      // name recorded, working file replaced
     Refused,    // the check refused the file; nothing changed
     CopyFailed, // the copy failed; the name and the old working file are as they were

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <QString>
-
 #include <array>
+#include <QString>
 
 namespace klangor {
 
@@ -14,8 +13,14 @@ public:
     static constexpr int Count = 88;
     static constexpr int UpperBound = Count - 1;
 
-    const QString &at(int soundNumber) const { return m_names.at(static_cast<std::size_t>(soundNumber)); }
-    void set(int soundNumber, const QString &name) { m_names.at(static_cast<std::size_t>(soundNumber)) = name; }
+    const QString &at(int soundNumber) const
+    {
+        return m_names.at(static_cast<std::size_t>(soundNumber));
+    }
+    void set(int soundNumber, const QString &name)
+    {
+        m_names.at(static_cast<std::size_t>(soundNumber)) = name;
+    }
     bool isAssigned(int soundNumber) const { return !at(soundNumber).isEmpty(); }
     void clear() { m_names.fill(QString()); }
 

@@ -30,7 +30,8 @@ std::optional<UserMessage> judgeWaveHeader(const QByteArray &header, double leng
     const auto bitsPerSample = qFromLittleEndian<qint16>(data + 34);
 
     if (bitsPerSample != 8 && bitsPerSample != 16)
-        return refusal("Falsche Bitrate! Nur 8-Bit oder 16-Bit Sounds erlaubt.", "Ungültiger Bitrate");
+        return refusal("Falsche Bitrate! Nur 8-Bit oder 16-Bit Sounds erlaubt.",
+                       "Ungültiger Bitrate");
     if (channels != 1)
         return refusal("Nur Mono Sounds sind erlaubt.", "Zuviel Soundkanal");
     if (sampleRate != 11025)
@@ -42,8 +43,7 @@ std::optional<UserMessage> judgeWaveHeader(const QByteArray &header, double leng
 
 WaveChecker::WaveChecker(WaveAudioDevice &device, MessagePresenter &messages)
     : m_device(device), m_messages(messages)
-{
-}
+{}
 
 double WaveChecker::GetWaveLength(const QString &shortPath)
 {

@@ -3,9 +3,8 @@
 #include "platform/messagebox.h"
 #include "platform/waveaudiodevice.h"
 
-#include <QByteArray>
-
 #include <optional>
+#include <QByteArray>
 
 namespace klangor {
 

@@ -2,10 +2,9 @@
 
 #include "soundset/slotassignment.h"
 
+#include <algorithm>
 #include <QDir>
 #include <QFileInfo>
-
-#include <algorithm>
 
 namespace klangor {
 
@@ -15,7 +14,8 @@ std::optional<QStringList> listWaveFiles(const QString &folder)
     if (!dir.exists() || !QFileInfo(folder).isReadable())
         return std::nullopt;
     QStringList names;
-    const QStringList entries = dir.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::NoSort);
+    const QStringList entries =
+        dir.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::NoSort);
     for (const QString &name : entries) {
         if (hasWaveExtension(name))
             names.append(name);

@@ -2,12 +2,12 @@
 
 #include "platform/messagebox.h"
 #include "programming/cvlistfile.h"
+#include "programming/programmingrun.h"
+#include "project/projectcommands.h"
 #include "soundset/eventview.h"
 #include "soundset/soundtable.h"
 #include "soundset/wavecheck.h"
 #include "soundset/wavefolder.h"
-#include "programming/programmingrun.h"
-#include "project/projectcommands.h"
 #include "ui/aboutdialog.h"
 #include "ui/widgets.h"
 
@@ -95,7 +95,8 @@ Form1::Form1(const Form1Services &services, QWidget *parent)
 {
     initKlangorResources();
     m_checker = std::make_unique<WaveChecker>(*m_services.waveDevice, *m_services.messages);
-    m_assigner = std::make_unique<SlotAssigner>(m_services.programFolder, *m_checker, *m_services.messages);
+    m_assigner =
+        std::make_unique<SlotAssigner>(m_services.programFolder, *m_checker, *m_services.messages);
 
     setWindowTitle(QStringLiteral("Klangor"));
     // Fixed single border: can be minimized, not resized or maximized.
@@ -126,8 +127,7 @@ void Form1::createControls()
     QGroupBox *frame4 = frame("Slots", client, 192, 8, 273, 337);
     for (int k = 1; k <= 5; ++k) {
         const auto i = static_cast<std::size_t>(k - 1);
-        QGroupBox *slotFrame =
-            frame("", frame4, 8, 16 + 56 * (k - 1), 257, 49);
+        QGroupBox *slotFrame = frame("", frame4, 8, 16 + 56 * (k - 1), 257, 49);
         slotFrame->setTitle(QStringLiteral("Slot %1").arg(k));
         m_slots[i] = place(new SlotBox(slotFrame), 8, 16, 137, 25);
         m_tests[i] = place(new QPushButton(QStringLiteral("Loop"), slotFrame), 144, 16, 41, 25);
@@ -295,7 +295,8 @@ void Form1::Form_Load()
 {
     const QStringList roots = driveRoots();
     m_drive1->addItems(roots);
-    const QString start = m_services.startFolder.isEmpty() ? QDir::currentPath() : m_services.startFolder;
+    const QString start =
+        m_services.startFolder.isEmpty() ? QDir::currentPath() : m_services.startFolder;
     m_drive1->setCurrentText(driveOf(QFileInfo(start).absoluteFilePath(), roots));
     if (!m_dir1->setPath(start))
         m_dir1->setPath(QDir::rootPath());
@@ -355,7 +356,8 @@ void Form1::assignToSlot(int k, const QString &slotText, const QString &sourcePa
     const QString previous = slot(k)->text();
     slot(k)->setText(slotText); // stays visible while the check runs
     slot(k)->repaint();
-    const AssignOutcome outcome = m_assigner->assign(m_slotFileNames, number, slotText, sourcePath, way);
+    const AssignOutcome outcome =
+        m_assigner->assign(m_slotFileNames, number, slotText, sourcePath, way);
     if (outcome != AssignOutcome::Taken)
         slot(k)->setText(previous);
 }
@@ -419,8 +421,9 @@ void Form1::Command3_Click()
 {
     const QString path = programFile(m_cvDefaultFile);
     if (!loadCvBox(path))
-        m_services.messages->show({tr8("Die CV-Datei \"%1\" konnte nicht gelesen werden.").arg(m_cvDefaultFile),
-                                   tr8("CV Standardwert laden"), MessageIcon::Critical});
+        m_services.messages->show(
+            {tr8("Die CV-Datei \"%1\" konnte nicht gelesen werden.").arg(m_cvDefaultFile),
+             tr8("CV Standardwert laden"), MessageIcon::Critical});
 }
 
 bool Form1::loadCvBox(const QString &path)

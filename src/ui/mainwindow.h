@@ -1,14 +1,13 @@
 #pragma once
 
 #include "platform/mousepointer.h"
-#include "soundset/slotfilenames.h"
 #include "soundset/slotassignment.h"
-
-#include <QMainWindow>
+#include "soundset/slotfilenames.h"
 
 #include <array>
 #include <functional>
 #include <memory>
+#include <QMainWindow>
 
 class QAction;
 class QButtonGroup;

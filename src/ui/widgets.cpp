@@ -1,5 +1,6 @@
 #include "ui/widgets.h"
 
+#include <cmath>
 #include <QDir>
 #include <QDragEnterEvent>
 #include <QFileInfo>
@@ -7,8 +8,6 @@
 #include <QPainter>
 #include <QPainterPath>
 #include <QStyle>
-
-#include <cmath>
 
 namespace klangor {
 
@@ -93,7 +92,7 @@ bool FolderListBox::setPath(const QString &path)
     const QIcon openIcon = style()->standardIcon(QStyle::SP_DirOpenIcon);
     const QIcon closedIcon = style()->standardIcon(QStyle::SP_DirClosedIcon);
     QStringList ancestors;
-    for (QDir up(clean);; ) {
+    for (QDir up(clean);;) {
         ancestors.prepend(up.absolutePath());
         if (up.isRoot() || !up.cdUp())
             break;
@@ -101,13 +100,15 @@ bool FolderListBox::setPath(const QString &path)
     int depth = 0;
     for (const QString &ancestor : ancestors) {
         const QString label = QDir(ancestor).isRoot() ? ancestor : QDir(ancestor).dirName();
-        auto *item = new QListWidgetItem(openIcon, QString(depth * 2, QLatin1Char(' ')) + label, this);
+        auto *item =
+            new QListWidgetItem(openIcon, QString(depth * 2, QLatin1Char(' ')) + label, this);
         item->setData(Qt::UserRole, ancestor);
         ++depth;
     }
     setCurrentRow(count() - 1);
     for (const QFileInfo &child : children) {
-        auto *item = new QListWidgetItem(closedIcon, QString(depth * 2, QLatin1Char(' ')) + child.fileName(), this);
+        auto *item = new QListWidgetItem(
+            closedIcon, QString(depth * 2, QLatin1Char(' ')) + child.fileName(), this);
         item->setData(Qt::UserRole, child.absoluteFilePath());
     }
     const bool changed = clean != m_path;

@@ -69,7 +69,11 @@ class LogoPicture : public QWidget
     Q_OBJECT
 
 public:
-    enum class Motif { Waveform, Locomotive };
+    enum class Motif
+    {
+        Waveform,
+        Locomotive
+    };
     explicit LogoPicture(Motif motif, QWidget *parent = nullptr);
 
 protected:

@@ -7,12 +7,11 @@
 #include "playback/soundservice.h"
 #include "project/projectdialogs.h"
 
+#include <functional>
+#include <map>
 #include <QHash>
 #include <QList>
 #include <QStringList>
-
-#include <functional>
-#include <map>
 
 namespace klangor::test {
 
@@ -68,12 +67,14 @@ public:
         bool save;
         QString filter, title, initialFolder;
     };
-    QString ShowOpenDialog(const QString &filter, const QString &title, const QString &folder) override
+    QString ShowOpenDialog(const QString &filter, const QString &title,
+                           const QString &folder) override
     {
         requests.append({false, filter, title, folder});
         return answers.isEmpty() ? QString() : answers.takeFirst();
     }
-    QString ShowSaveDialog(const QString &filter, const QString &title, const QString &folder) override
+    QString ShowSaveDialog(const QString &filter, const QString &title,
+                           const QString &folder) override
     {
         requests.append({true, filter, title, folder});
         return answers.isEmpty() ? QString() : answers.takeFirst();
@@ -85,7 +86,8 @@ public:
 class FakeRegistry final : public Registry
 {
 public:
-    std::optional<RegistryValue> queryValue(RegistryRoot, const QString &key, const QString &name) override
+    std::optional<RegistryValue> queryValue(RegistryRoot, const QString &key,
+                                            const QString &name) override
     {
         queried << key + QLatin1Char('|') + name;
         const auto it = values.find(key + QLatin1Char('|') + name);

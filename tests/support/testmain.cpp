@@ -1,6 +1,5 @@
-#include <QApplication>
-
 #include <gtest/gtest.h>
+#include <QApplication>
 
 // One QApplication for the whole run: window tests need it, core tests do not mind it.
 int main(int argc, char **argv)

@@ -117,6 +117,10 @@ void Form1::createControls()
 {
     auto *client = new QWidget(this);
     client->setFixedSize(ClientWidth, ClientHeight);
+    // The layout is drawn for the classic 8-point dialog font; larger fonts clip captions.
+    QFont small = client->font();
+    small.setPointSizeF(std::min<qreal>(small.pointSizeF(), 8.0));
+    client->setFont(small);
     setCentralWidget(client);
 
     QGroupBox *frame2 = frame("Sounds", client, 8, 8, 177, 561);
@@ -202,6 +206,11 @@ void Form1::createControls()
     m_cv = place(new QTextEdit(frame5), 8, 16, 89, 537);
     m_cv->setAcceptRichText(false);
     m_cv->setLineWrapMode(QTextEdit::NoWrap);
+
+    // A caption must never be clipped: an option grows to the right when its font needs it.
+    for (QRadioButton *option : m_options)
+        option->resize(std::max(option->width(), option->sizeHint().width()), option->height());
+    m_selectrix->resize(std::max(m_selectrix->width(), m_selectrix->sizeHint().width()), m_selectrix->height());
 
     m_options[0]->setChecked(true);
     m_options[2]->setChecked(true);

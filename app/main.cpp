@@ -1,3 +1,4 @@
+#include "platform/programfolder.h"
 #include "platform/programlauncher.h"
 #include "platform/registry.h"
 #include "platform/waveaudiodevice.h"
@@ -7,6 +8,7 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QStandardPaths>
 
 int main(int argc, char *argv[])
 {
@@ -17,7 +19,12 @@ int main(int argc, char *argv[])
                                             .arg(KLANGOR_VERSION_MINOR)
                                             .arg(KLANGOR_VERSION_PATCH));
 
-    const QString programFolder = QCoreApplication::applicationDirPath();
+    // An installed program cannot write beside itself: it works in a folder of the user's,
+    // seeded with the CV default files installed under share/klangor.
+    const QString executableFolder = QCoreApplication::applicationDirPath();
+    const QString programFolder = klangor::resolveProgramFolder(
+        executableFolder, QStandardPaths::writableLocation(QStandardPaths::AppDataLocation),
+        {executableFolder, QDir(executableFolder).filePath(QStringLiteral("../share/klangor"))});
     const auto sound = klangor::createSystemSoundService(programFolder);
     klangor::QtMessagePresenter messages;
     klangor::RiffWaveAudioDevice waveDevice;

@@ -1,0 +1,42 @@
+// Any bytes as a WAV file: the check and the length measurement must judge, never crash.
+#include "platform/messagebox.h"
+#include "platform/waveaudiodevice.h"
+#include "soundset/wavecheck.h"
+
+#include <QBuffer>
+#include <QTemporaryDir>
+
+namespace {
+
+class Silent final : public klangor::MessagePresenter
+{
+public:
+    void show(const klangor::UserMessage &) override {}
+};
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::ReadOnly);
+    const auto ms = klangor::measureRiffWaveMilliseconds(buffer);
+    if (ms && *ms < 0)
+        __builtin_trap();
+
+    static QTemporaryDir dir;
+    const QString path = dir.filePath(QStringLiteral("fuzz.wav"));
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+        return 0;
+    file.write(bytes);
+    file.close();
+    Silent messages;
+    klangor::RiffWaveAudioDevice device;
+    klangor::WaveChecker checker(device, messages);
+    const quint8 verdict = checker.CheckWaveFile(path);
+    if (verdict > 1)
+        __builtin_trap();
+    return 0;
+}

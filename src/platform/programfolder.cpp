@@ -1,0 +1,47 @@
+#include "platform/programfolder.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryFile>
+
+namespace klangor {
+
+QStringList cvDefaultFileNames()
+{
+    return {QStringLiteral("cvdiesele.dat"), QStringLiteral("cvdampf.dat"),
+            QStringLiteral("cvselectrix.dat")};
+}
+
+bool isWritableFolder(const QString &folder)
+{
+    // Permission bits do not tell the whole story (read-only mounts, root): try it.
+    QTemporaryFile probe(QDir(folder).filePath(QStringLiteral(".klangor-probe-XXXXXX")));
+    return QFileInfo(folder).isDir() && probe.open();
+}
+
+QString resolveProgramFolder(const QString &executableFolder, const QString &userFolder,
+                             const QStringList &seedFolders)
+{
+    if (isWritableFolder(executableFolder))
+        return executableFolder;
+    if (!QDir().mkpath(userFolder))
+        return executableFolder; // nothing better to offer; saving will report its failures
+    const QDir target(userFolder);
+    for (const QString &name : cvDefaultFileNames()) {
+        if (target.exists(name))
+            continue; // the user's own edits of a default file stay
+        for (const QString &seed : seedFolders) {
+            const QString source = QDir(seed).filePath(name);
+            if (QFileInfo(source).isFile() && QFile::copy(source, target.filePath(name))) {
+                QFile::setPermissions(target.filePath(name),
+                                      QFile::permissions(target.filePath(name)) |
+                                          QFile::WriteOwner);
+                break;
+            }
+        }
+    }
+    return userFolder;
+}
+
+} // namespace klangor

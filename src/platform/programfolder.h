@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace klangor {
+
+// The CV default files that lie beside the program.
+QStringList cvDefaultFileNames();
+
+// The folder the program works in. Normally the executable's own folder; when that cannot be
+// written (an installed program), a per-user folder that is created and seeded with the CV
+// default files found in seedFolders, so working files never go to a system folder.
+QString resolveProgramFolder(const QString &executableFolder, const QString &userFolder,
+                             const QStringList &seedFolders);
+
+// True when a file can be created in folder.
+bool isWritableFolder(const QString &folder);
+
+} // namespace klangor

@@ -9,12 +9,13 @@
 #include <QListWidget>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QRadioButton>
+#include <QtEndian>
 #include <QTextEdit>
 #include <QTimer>
-#include <QtEndian>
 
 namespace klangor::test {
 
@@ -182,12 +183,14 @@ TEST_F(Form1Start, CaptionsAndPlaces)
     }
 
     QStringList frames;
-    for (QGroupBox *box : w.centralWidget()->findChildren<QGroupBox *>(QString(), Qt::FindDirectChildrenOnly))
+    for (QGroupBox *box :
+         w.centralWidget()->findChildren<QGroupBox *>(QString(), Qt::FindDirectChildrenOnly))
         frames << box->title();
-    EXPECT_EQ(frames, (QStringList{QStringLiteral("Sounds"), QStringLiteral("Slots"),
-                                   QString::fromUtf8("Qualität"), QStringLiteral("Serielle Schnittstelle"),
-                                   QStringLiteral("Sound Definition"), QStringLiteral("CV Daten"),
-                                   QStringLiteral("Speicherbelegung")}));
+    EXPECT_EQ(frames,
+              (QStringList{QStringLiteral("Sounds"), QStringLiteral("Slots"),
+                           QString::fromUtf8("Qualität"), QStringLiteral("Serielle Schnittstelle"),
+                           QStringLiteral("Sound Definition"), QStringLiteral("CV Daten"),
+                           QStringLiteral("Speicherbelegung")}));
 }
 
 TEST_F(Form1Start, Menu)
@@ -354,6 +357,30 @@ TEST_F(Form1Start, DriveThatCannotBeReadIsIgnored)
     w.Drive1_Change();
     EXPECT_EQ(w.browseFolder(), before);
     EXPECT_EQ(w.list1()->count(), 3);
+}
+
+TEST_F(Form1Start, FileListEntriesAreDraggedAsTheirBareName)
+{
+    Form1 &w = window();
+    selectInList1(QStringLiteral("horn.wav"));
+    const QModelIndexList picked{w.list1()->currentIndex()};
+    std::unique_ptr<QMimeData> mime(w.list1()->model()->mimeData(picked));
+    ASSERT_NE(mime, nullptr);
+    EXPECT_EQ(mime->text(), QStringLiteral("horn.wav"));
+    EXPECT_FALSE(mime->hasUrls());
+    // Dropped on a slot it takes the text way.
+    w.Slot_OLEDragDrop(1, dropPayloadFrom(*mime));
+    EXPECT_EQ(w.slotFileNames().at(0), QStringLiteral("horn.wav"));
+}
+
+TEST_F(Form1Start, EndeClosesTheWindowWithoutAsking)
+{
+    Form1 &w = window();
+    w.show();
+    ASSERT_TRUE(w.isVisible());
+    w.menuEnde()->trigger();
+    EXPECT_FALSE(w.isVisible());
+    EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
 } // namespace

@@ -111,7 +111,7 @@ TEST_F(Form1Slots, LoeschenEmptiesTheSlotButKeepsTheWorkingFile)
     EXPECT_FALSE(w.slotFileNames().isAssigned(0));
     EXPECT_TRUE(QFile::exists(working(0)));
     EXPECT_TRUE(m_sound.calls.isEmpty()); // no loop of its own: playback untouched
-    w.loeschen(2)->click(); // an empty slot: nothing else changes
+    w.loeschen(2)->click();               // an empty slot: nothing else changes
     EXPECT_TRUE(m_sound.calls.isEmpty());
 }
 
@@ -133,18 +133,37 @@ TEST_F(Form1Slots, LoopButtonStateMachine)
         QStringList calls;
     };
     const Step steps[] = {
-        {"loop on an empty slot does nothing", [&] { w.test(3)->click(); }, "LLLLL",
-         MousePointer::Default, {}},
-        {"loop slot 1", [&] { w.test(1)->click(); }, "SLLLL", MousePointer::ArrowHourglass, {loop(37)}},
-        {"loop slot 2 ends slot 1", [&] { w.test(2)->click(); }, "LSLLL", MousePointer::ArrowHourglass,
+        {"loop on an empty slot does nothing",
+         [&] { w.test(3)->click(); },
+         "LLLLL",
+         MousePointer::Default,
+         {}},
+        {"loop slot 1",
+         [&] { w.test(1)->click(); },
+         "SLLLL",
+         MousePointer::ArrowHourglass,
+         {loop(37)}},
+        {"loop slot 2 ends slot 1",
+         [&] { w.test(2)->click(); },
+         "LSLLL",
+         MousePointer::ArrowHourglass,
          {loop(38)}},
         {"stop slot 2", [&] { w.test(2)->click(); }, "LLLLL", MousePointer::Default, {stop()}},
-        {"loop slot 1 again", [&] { w.test(1)->click(); }, "SLLLL", MousePointer::ArrowHourglass,
+        {"loop slot 1 again",
+         [&] { w.test(1)->click(); },
+         "SLLLL",
+         MousePointer::ArrowHourglass,
          {loop(37)}},
-        {"Loeschen of another slot leaves the loop", [&] { w.loeschen(2)->click(); }, "SLLLL",
-         MousePointer::ArrowHourglass, {}},
-        {"Loeschen of the looping slot stops it", [&] { w.loeschen(1)->click(); }, "LLLLL",
-         MousePointer::Default, {stop()}},
+        {"Loeschen of another slot leaves the loop",
+         [&] { w.loeschen(2)->click(); },
+         "SLLLL",
+         MousePointer::ArrowHourglass,
+         {}},
+        {"Loeschen of the looping slot stops it",
+         [&] { w.loeschen(1)->click(); },
+         "LLLLL",
+         MousePointer::Default,
+         {stop()}},
     };
     for (const Step &s : steps) {
         SCOPED_TRACE(s.name);
@@ -152,7 +171,8 @@ TEST_F(Form1Slots, LoopButtonStateMachine)
         s.action();
         QString captions;
         for (int k = 1; k <= 5; ++k)
-            captions += w.test(k)->text() == QStringLiteral("Stop") ? QLatin1Char('S') : QLatin1Char('L');
+            captions +=
+                w.test(k)->text() == QStringLiteral("Stop") ? QLatin1Char('S') : QLatin1Char('L');
         EXPECT_EQ(captions, s.captions);
         EXPECT_EQ(w.mousePointer(), s.pointer);
         EXPECT_EQ(m_sound.calls, s.calls);
@@ -183,9 +203,11 @@ TEST_F(Form1Slots, GroupPlaysAssignedSlotsInOrder)
     const Case cases[] = {
         {0, {1, 3}, {QStringLiteral("wait:0.wav"), QStringLiteral("wait:2.wav")}},
         {3, {1}, {QStringLiteral("wait:12.wav")}},
-        {19, {5, 1, 3, 2, 4},
-         {QStringLiteral("wait:67.wav"), QStringLiteral("wait:68.wav"), QStringLiteral("wait:69.wav"),
-          QStringLiteral("wait:70.wav"), QStringLiteral("wait:71.wav")}},
+        {19,
+         {5, 1, 3, 2, 4},
+         {QStringLiteral("wait:67.wav"), QStringLiteral("wait:68.wav"),
+          QStringLiteral("wait:69.wav"), QStringLiteral("wait:70.wav"),
+          QStringLiteral("wait:71.wav")}},
         {12, {}, {}},
     };
     for (const Case &c : cases) {
@@ -195,7 +217,9 @@ TEST_F(Form1Slots, GroupPlaysAssignedSlotsInOrder)
             assign(k, "horn.wav");
         m_sound.calls.clear();
         MousePointer during = MousePointer::Default;
-        m_sound.onWait = [&](const QString &) { during = w.mousePointer(); };
+        m_sound.onWait = [&](const QString &) {
+            during = w.mousePointer();
+        };
         w.command2()->click();
         EXPECT_EQ(m_sound.calls, c.expected);
         if (!c.expected.isEmpty()) {
@@ -240,7 +264,8 @@ TEST_F(Form1Slots, FileListDoubleClickPlaysOnce)
     m_sound.calls.clear();
     selectInList1(QStringLiteral("Bell.WAV"));
     w.List1_DblClick();
-    EXPECT_EQ(m_sound.calls, QStringList{QStringLiteral("once:") + QDir::cleanPath(soundFile("Bell.WAV"))});
+    EXPECT_EQ(m_sound.calls,
+              QStringList{QStringLiteral("once:") + QDir::cleanPath(soundFile("Bell.WAV"))});
     EXPECT_EQ(w.test(1)->text(), QStringLiteral("Stop")); // buttons and pointer untouched
     EXPECT_EQ(w.mousePointer(), MousePointer::ArrowHourglass);
 }

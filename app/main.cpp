@@ -1,5 +1,6 @@
 #include "platform/programlauncher.h"
 #include "platform/registry.h"
+#include "platform/toolprocess.h"
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
 #include "ui/mainwindow.h"
@@ -32,6 +33,7 @@ int main(int argc, char *argv[])
     services.waveDevice = &waveDevice;
     services.registry = registry.get();
     services.launcher = &launcher;
+    services.makeToolProcess = [] { return klangor::createSystemToolProcess(); };
 
     klangor::Form1 window(services);
     messages.setParent(&window);

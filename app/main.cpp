@@ -1,6 +1,7 @@
 #include "platform/programfolder.h"
 #include "platform/programlauncher.h"
 #include "platform/registry.h"
+#include "platform/toolprocess.h"
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
 #include "ui/mainwindow.h"
@@ -39,6 +40,7 @@ int main(int argc, char *argv[])
     services.waveDevice = &waveDevice;
     services.registry = registry.get();
     services.launcher = &launcher;
+    services.makeToolProcess = [] { return klangor::createSystemToolProcess(); };
 
     klangor::Form1 window(services);
     messages.setParent(&window);

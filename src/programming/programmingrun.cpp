@@ -1,0 +1,200 @@
+#include "programming/programmingrun.h"
+
+#include "platform/toolprocess.h"
+#include "programming/soundlist.h"
+
+#include <QEventLoop>
+#include <QPointer>
+
+namespace klangor {
+
+QString ToolCommand::commandLine() const
+{
+    return (QStringList{program} + arguments).join(QLatin1Char(' '));
+}
+
+ToolCommand toolCommand(bool selectrix, int comPort)
+{
+    const QString port = QString::number(comPort);
+    if (selectrix)
+        return {QStringLiteral("cvburn.exe"), {port, QStringLiteral("cvlist.dat")}};
+    return {QStringLiteral("sndburn.exe"),
+            {port, QStringLiteral("soundlist.dat"), QStringLiteral("cvlist.dat")}};
+}
+
+namespace programmingstatus {
+QString running()
+{
+    return QString::fromUtf8("Programmierung läuft...");
+}
+QString done()
+{
+    return QStringLiteral("Programmierung ist fertig!");
+}
+QString failed()
+{
+    return QStringLiteral("Ein Fehler ist aufgetreten!");
+}
+QString cancelled()
+{
+    return QStringLiteral("Programmierung abgebrochen...");
+}
+QString toolNotFound()
+{
+    return QStringLiteral("Programmiertool nicht gefunden!");
+}
+QString toolNotStartable()
+{
+    return QStringLiteral("Programmiertool startet nicht!");
+}
+} // namespace programmingstatus
+
+ProgrammingRun::ProgrammingRun(QString programFolder, ToolFactory makeTool, QObject *parent)
+    : QObject(parent), m_programFolder(std::move(programFolder)), m_makeTool(std::move(makeTool))
+{}
+
+ProgrammingRun::~ProgrammingRun()
+{
+    // A run waiting further up the stack must get out; it notices that this object is gone.
+    stopWaiting();
+}
+
+ProgrammingRun::Outcome ProgrammingRun::run(const SlotFileNames &names, int memoryMBit,
+                                            const CommandChooser &chooseCommand)
+{
+    if (m_running)
+        return Outcome::Ignored; // one tool is watched at a time
+    m_running = true;
+    m_cancelRequested = false;
+    m_toolEnded = false;
+    m_startFailed = false;
+    m_tool.reset(); // the last run's tool is no longer ours to cancel
+    const QPointer<ProgrammingRun> alive(this);
+
+    WriteSoundList(m_programFolder, names, memoryMBit); // a failure is the tool's to notice
+    if (!alive)
+        return Outcome::Interrupted;
+
+    // A cancel during the sound list's yield has already reset the window: no tool then.
+    Outcome outcome = Outcome::Cancelled;
+    if (!m_cancelRequested) {
+        setStatusText(programmingstatus::running());
+        setProgressVisible(true); // goes on from where the last run left it
+        setTimerActive(true);
+        outcome = waitForTool(chooseCommand());
+        if (!alive)
+            return Outcome::Interrupted;
+    }
+
+    setProgressVisible(false);
+    setTimerActive(false);
+    m_running = false;
+    return outcome;
+}
+
+ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
+{
+    m_tool = m_makeTool ? m_makeTool() : nullptr;
+    if (!m_tool) {
+        setStatusText(programmingstatus::toolNotStartable());
+        return Outcome::NotStartable;
+    }
+    connect(m_tool.get(), &ToolProcess::finished, this, [this](int exitCode) {
+        m_exitCode = exitCode;
+        m_toolEnded = true;
+        stopWaiting();
+    });
+    connect(m_tool.get(), &ToolProcess::startFailed, this, [this] {
+        m_startFailed = true;
+        stopWaiting();
+    });
+
+    if (!m_tool->start(command.program, command.arguments, m_programFolder)) {
+        const bool missing = m_tool->startError() == ToolProcess::StartError::NotFound;
+        setStatusText(missing ? programmingstatus::toolNotFound()
+                              : programmingstatus::toolNotStartable());
+        return missing ? Outcome::NotFound : Outcome::NotStartable;
+    }
+
+    // Sleeps in the event loop until the tool ends or the run is cancelled: clicks, repaints
+    // and timer ticks go on meanwhile, without polling.
+    const QPointer<ProgrammingRun> alive(this);
+    QEventLoop wait;
+    m_wait = &wait;
+    if (!m_toolEnded && !m_startFailed && !m_cancelRequested)
+        wait.exec();
+    if (!alive)
+        return Outcome::Interrupted;
+    m_wait = nullptr;
+
+    if (m_cancelRequested)
+        return Outcome::Cancelled; // the cancel's text stays
+    if (m_startFailed) {
+        setStatusText(programmingstatus::toolNotStartable());
+        return Outcome::NotStartable;
+    }
+    if (!m_toolEnded)
+        return Outcome::Interrupted; // the application is quitting; the tool runs on
+    const bool success = m_exitCode == 0 || m_exitCode == 258;
+    setStatusText(success ? programmingstatus::done() : programmingstatus::failed());
+    return success ? Outcome::Done : Outcome::Failed;
+}
+
+void ProgrammingRun::cancel()
+{
+    if (m_running) {
+        m_cancelRequested = true;
+        if (m_tool && m_tool->isRunning()) {
+            m_tool->terminate();
+            m_exitCode = ToolProcess::TerminatedExitCode;
+        }
+        stopWaiting();
+    }
+    setStatusText(programmingstatus::cancelled());
+    setProgressVisible(false);
+    setTimerActive(false);
+}
+
+void ProgrammingRun::tick()
+{
+    const int next = m_progressValue + 1;
+    setProgressValue(next >= ProgressMaximum ? 0 : next);
+}
+
+void ProgrammingRun::stopWaiting()
+{
+    if (m_wait)
+        m_wait->quit();
+}
+
+void ProgrammingRun::setStatusText(const QString &text)
+{
+    m_statusText = text;
+    emit statusTextChanged(text); // also when unchanged: the window repaints at once
+}
+
+void ProgrammingRun::setProgressValue(int value)
+{
+    if (m_progressValue == value)
+        return;
+    m_progressValue = value;
+    emit progressValueChanged(value);
+}
+
+void ProgrammingRun::setProgressVisible(bool visible)
+{
+    if (m_progressVisible == visible)
+        return;
+    m_progressVisible = visible;
+    emit progressVisibleChanged(visible);
+}
+
+void ProgrammingRun::setTimerActive(bool active)
+{
+    if (m_timerActive == active)
+        return;
+    m_timerActive = active;
+    emit timerActiveChanged(active);
+}
+
+} // namespace klangor

@@ -4,6 +4,7 @@
 #include "playback/soundservice.h"
 #include "ui/mainwindow.h"
 #include "ui/qtmessagepresenter.h"
+#include "ui/qtprojectdialogs.h"
 
 #include <QApplication>
 #include <QDir>
@@ -20,6 +21,7 @@ int main(int argc, char *argv[])
     const QString programFolder = QCoreApplication::applicationDirPath();
     const auto sound = klangor::createSystemSoundService(programFolder);
     klangor::QtMessagePresenter messages;
+    klangor::QtProjectDialogs dialogs;
     klangor::RiffWaveAudioDevice waveDevice;
     const auto registry = klangor::createSystemRegistry();
     klangor::SystemProgramLauncher launcher;
@@ -30,11 +32,13 @@ int main(int argc, char *argv[])
     services.sound = sound.get();
     services.messages = &messages;
     services.waveDevice = &waveDevice;
+    services.dialogs = &dialogs;
     services.registry = registry.get();
     services.launcher = &launcher;
 
     klangor::Form1 window(services);
     messages.setParent(&window);
+    dialogs.setParent(&window);
     window.show();
     return QApplication::exec();
 }

@@ -6,6 +6,7 @@
 #include "playback/soundservice.h"
 #include "ui/mainwindow.h"
 #include "ui/qtmessagepresenter.h"
+#include "ui/qtprojectdialogs.h"
 
 #include <QApplication>
 #include <QDir>
@@ -28,6 +29,7 @@ int main(int argc, char *argv[])
         {executableFolder, QDir(executableFolder).filePath(QStringLiteral("../share/klangor"))});
     const auto sound = klangor::createSystemSoundService(programFolder);
     klangor::QtMessagePresenter messages;
+    klangor::QtProjectDialogs dialogs;
     klangor::RiffWaveAudioDevice waveDevice;
     const auto registry = klangor::createSystemRegistry();
     klangor::SystemProgramLauncher launcher;
@@ -38,12 +40,14 @@ int main(int argc, char *argv[])
     services.sound = sound.get();
     services.messages = &messages;
     services.waveDevice = &waveDevice;
+    services.dialogs = &dialogs;
     services.registry = registry.get();
     services.launcher = &launcher;
     services.makeToolProcess = [] { return klangor::createSystemToolProcess(); };
 
     klangor::Form1 window(services);
     messages.setParent(&window);
+    dialogs.setParent(&window);
     window.show();
     return QApplication::exec();
 }

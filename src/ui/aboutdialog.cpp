@@ -1,0 +1,147 @@
+#include "ui/aboutdialog.h"
+
+#include "platform/messagebox.h"
+#include "platform/systeminfo.h"
+
+#include <QFont>
+#include <QFrame>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPixmap>
+#include <QPushButton>
+
+namespace klangor {
+
+namespace {
+
+// The program's icon: a loudspeaker sending sound waves, drawn so no image file is needed.
+QPixmap programIcon()
+{
+    QPixmap pixmap(32, 32);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(QColor(0x20, 0x30, 0x60), 1.5));
+    painter.setBrush(QColor(0x30, 0x60, 0xB0));
+    QPainterPath speaker;
+    speaker.moveTo(3, 12);
+    speaker.lineTo(9, 12);
+    speaker.lineTo(16, 5);
+    speaker.lineTo(16, 27);
+    speaker.lineTo(9, 20);
+    speaker.lineTo(3, 20);
+    speaker.closeSubpath();
+    painter.drawPath(speaker);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(QColor(0xC0, 0x30, 0x20), 2));
+    painter.drawArc(QRectF(12, 10, 10, 12), -50 * 16, 100 * 16);
+    painter.drawArc(QRectF(12, 5, 17, 22), -50 * 16, 100 * 16);
+    return pixmap;
+}
+
+QLabel *placedLabel(const QString &text, QWidget *parent, int left, int top, int width, int height)
+{
+    auto *l = new QLabel(text, parent);
+    l->setGeometry(left, top, width, height);
+    return l;
+}
+
+} // namespace
+
+frmAbout::frmAbout(Registry *registry, ProgramLauncher *launcher, MessagePresenter *messages,
+                   QWidget *parent)
+    : QDialog(parent), m_registry(registry), m_launcher(launcher), m_messages(messages)
+{
+    setObjectName(QStringLiteral("frmAbout"));
+    setFixedSize(420, 290);
+    setModal(false);
+
+    m_picIcon = placedLabel(QString(), this, 16, 16, 40, 40);
+    m_picIcon->setPixmap(programIcon());
+    m_picIcon->setObjectName(QStringLiteral("picIcon"));
+    setWindowIcon(QIcon(programIcon()));
+
+    m_lblTitle = placedLabel(QString(), this, 72, 12, 330, 30);
+    m_lblTitle->setObjectName(QStringLiteral("lblTitle"));
+    QFont titleFont = m_lblTitle->font();
+    titleFont.setPointSizeF(titleFont.pointSizeF() * 1.6);
+    titleFont.setBold(true);
+    m_lblTitle->setFont(titleFont);
+    m_lblVersion = placedLabel(QString(), this, 72, 44, 330, 18);
+    m_lblVersion->setObjectName(QStringLiteral("lblVersion"));
+
+    const std::array<QString, 6> contact = {
+        QStringLiteral("Tönwerk Modellbahn-Elektronik GmbH"),
+        QStringLiteral("Lindenallee 17"),
+        QStringLiteral("34125 Kassel"),
+        QStringLiteral("Deutschland"),
+        QStringLiteral("E-Mail: service@toenwerk-modellbahn.de"),
+        QStringLiteral("Internet: www.toenwerk-modellbahn.de"),
+    };
+    for (std::size_t i = 0; i < contact.size(); ++i) {
+        m_labels[i] = placedLabel(contact[i], this, 72, 84 + 20 * static_cast<int>(i), 330, 18);
+        m_labels[i]->setObjectName(QStringLiteral("Label%1").arg(i + 1));
+    }
+
+    // Decoration: a line under the version, two framing the contact lines, two above the buttons.
+    const std::array<int, LineCount> lineTops = {72, 78, 210, 232, 236};
+    for (int i = 0; i < LineCount; ++i) {
+        auto *line = new QFrame(this);
+        line->setObjectName(QStringLiteral("Line1_%1").arg(i));
+        line->setFrameShape(QFrame::HLine);
+        line->setFrameShadow(i % 2 == 0 ? QFrame::Sunken : QFrame::Plain);
+        line->setGeometry(i < 2 ? 72 : 16, lineTops[static_cast<std::size_t>(i)], i < 2 ? 330 : 388,
+                          2);
+    }
+
+    m_cmdOK = new QPushButton(QStringLiteral("OK"), this);
+    m_cmdOK->setObjectName(QStringLiteral("cmdOK"));
+    m_cmdOK->setGeometry(300, 246, 104, 28);
+    m_cmdOK->setDefault(true);
+    m_cmdOK->setAutoDefault(true);
+    m_cmdSysInfo = new QPushButton(QStringLiteral("&Systeminfo..."), this);
+    m_cmdSysInfo->setObjectName(QStringLiteral("cmdSysInfo"));
+    m_cmdSysInfo->setGeometry(184, 246, 104, 28);
+    m_cmdSysInfo->setAutoDefault(false);
+
+    connect(m_cmdOK, &QPushButton::clicked, this, &frmAbout::cmdOK_Click);
+    connect(m_cmdSysInfo, &QPushButton::clicked, this, &frmAbout::cmdSysInfo_Click);
+
+    Form_Load();
+}
+
+QString frmAbout::versionText()
+{
+    return QStringLiteral("Version %1.%2.%3")
+        .arg(KLANGOR_VERSION_MAJOR)
+        .arg(KLANGOR_VERSION_MINOR)
+        .arg(KLANGOR_VERSION_PATCH);
+}
+
+void frmAbout::Form_Load()
+{
+    setWindowTitle(QStringLiteral("Info zu Klangor"));
+    m_lblVersion->setText(versionText());
+    m_lblTitle->setText(QStringLiteral("Klangor"));
+}
+
+void frmAbout::cmdOK_Click()
+{
+    close();
+}
+
+void frmAbout::done(int result)
+{
+    QDialog::done(result);
+    emit unloaded();
+}
+
+void frmAbout::cmdSysInfo_Click()
+{
+    // The box stays open whatever happens.
+    if (!StartSysInfo(m_registry, m_launcher) && m_messages)
+        m_messages->show(sysInfoUnavailableMessage());
+}
+
+} // namespace klangor

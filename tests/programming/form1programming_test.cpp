@@ -1,7 +1,7 @@
 #include "faketoolprocess.h"
 #include "platform/toolprocess.h"
 #include "programming/soundlist.h"
-#include "standinfolder.h"
+#include "support/standinfolder.h"
 #include "support/fakes.h"
 #include "ui/mainwindow.h"
 

@@ -1,6 +1,6 @@
 #include "platform/toolprocess_linux.h"
 #include "programming/soundlist.h"
-#include "standinfolder.h"
+#include "support/standinfolder.h"
 
 #include <csignal>
 #include <gtest/gtest.h>

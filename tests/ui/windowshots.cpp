@@ -2,6 +2,7 @@
 // without a display: klangor_windowshots <output folder>
 #include "support/fakes.h"
 #include "support/wavwriter.h"
+#include "ui/aboutdialog.h"
 #include "ui/mainwindow.h"
 #include "ui/widgets.h"
 
@@ -68,5 +69,10 @@ int main(int argc, char **argv)
 
     window.selectrix()->click();
     shoot("3-selectrix.png");
+
+    window.menuInfo()->trigger();
+    QApplication::processEvents();
+    if (frmAbout *about = window.aboutBox())
+        about->grab().save(QDir(out).filePath(QStringLiteral("4-about.png")));
     return 0;
 }

@@ -147,6 +147,7 @@ private:
             const qint64 written = m_output->write(m_buffer.data(), got);
             m_sinceDry += written;
             free -= got;
+            // Never more than the output said it takes; a short write means it broke down.
             if (written < got)
                 break;
         }

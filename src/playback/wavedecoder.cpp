@@ -1,0 +1,102 @@
+#include "playback/wavedecoder.h"
+
+#include "playback/defaultsound.h"
+
+#include <algorithm>
+#include <cmath>
+#include <QFile>
+#include <QtEndian>
+#include <sndfile.h>
+#include <vector>
+
+namespace klangor {
+
+namespace {
+
+// Longer sounds are cut: a file of the browser could be an hour of studio audio.
+constexpr qint64 maxSeconds = 600;
+
+// libsndfile quietly plays what is there when a file ends inside its data chunk; such a
+// file is broken and gets the default sound instead.
+bool dataChunkIsCut(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return true;
+    const QByteArray header = file.read(12);
+    if (header.size() < 12 || !header.startsWith("RIFF") || header.mid(8, 4) != "WAVE")
+        return false; // RF64 and friends: left to libsndfile
+    qint64 offset = 12;
+    const qint64 fileSize = file.size();
+    while (offset + 8 <= fileSize) {
+        file.seek(offset);
+        const QByteArray chunk = file.read(8);
+        if (chunk.size() < 8)
+            return true;
+        const quint32 size = qFromLittleEndian<quint32>(chunk.constData() + 4);
+        if (chunk.startsWith("data")) {
+            // 0 and 0xFFFFFFFF are what streaming writers leave behind: no claim made.
+            if (size == 0 || size == 0xFFFFFFFFu)
+                return false;
+            return static_cast<qint64>(size) > fileSize - (offset + 8);
+        }
+        offset += 8 + static_cast<qint64>(size) + (size & 1u);
+    }
+    return true;
+}
+
+bool isWaveContainer(int format)
+{
+    const int major = format & SF_FORMAT_TYPEMASK;
+    return major == SF_FORMAT_WAV || major == SF_FORMAT_WAVEX || major == SF_FORMAT_RF64;
+}
+
+} // namespace
+
+std::optional<PcmSound> decodeWaveFile(const QString &path)
+{
+    if (path.isEmpty() || dataChunkIsCut(path))
+        return std::nullopt;
+
+    SF_INFO info{};
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_READ, &info);
+    if (!file)
+        return std::nullopt;
+    struct Closer
+    {
+        SNDFILE *file;
+        ~Closer() { sf_close(file); }
+    } closer{file};
+
+    if (!isWaveContainer(info.format) || info.channels < 1 || info.channels > 8 ||
+        info.samplerate < 1000 || info.samplerate > 384000 || info.frames < 0)
+        return std::nullopt;
+
+    const qint64 frames = std::min<qint64>(info.frames, maxSeconds * info.samplerate);
+    PcmSound sound;
+    sound.format = {info.samplerate, info.channels};
+    sound.samples.resize(static_cast<std::size_t>(frames * info.channels));
+    const int subtype = info.format & SF_FORMAT_SUBMASK;
+    if (subtype == SF_FORMAT_FLOAT || subtype == SF_FORMAT_DOUBLE) {
+        // libsndfile hands float data to a short buffer unscaled; full scale is 1.0 here, and
+        // anything beyond it is clipped rather than wrapped around.
+        std::vector<float> values(sound.samples.size());
+        if (sf_readf_float(file, values.data(), frames) != frames)
+            return std::nullopt;
+        std::transform(values.begin(), values.end(), sound.samples.begin(), [](float v) {
+            return static_cast<qint16>(std::lround(std::clamp(v, -1.0f, 1.0f) * 32767.0f));
+        });
+    } else if (sf_readf_short(file, sound.samples.data(), frames) != frames) {
+        return std::nullopt;
+    }
+    return sound;
+}
+
+std::shared_ptr<const PcmSound> loadSoundOrDefault(const QString &path)
+{
+    if (auto sound = decodeWaveFile(path))
+        return std::make_shared<const PcmSound>(std::move(*sound));
+    return std::make_shared<const PcmSound>(defaultSound());
+}
+
+} // namespace klangor

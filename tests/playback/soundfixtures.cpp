@@ -1,0 +1,48 @@
+#include "soundfixtures.h"
+
+#include <QFile>
+#include <sndfile.h>
+
+namespace klangor::test {
+
+bool writeSoundFile(const QString &path, int format, int sampleRate, int channels,
+                    const std::vector<double> &samples)
+{
+    SF_INFO info{};
+    info.samplerate = sampleRate;
+    info.channels = channels;
+    info.format = format;
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!file)
+        return false;
+    const auto frames = static_cast<sf_count_t>(samples.size()) / channels;
+    const bool ok = sf_writef_double(file, samples.data(), frames) == frames;
+    return sf_close(file) == 0 && ok;
+}
+
+bool writeSoundFile16(const QString &path, int format, int sampleRate, int channels,
+                      const std::vector<qint16> &samples)
+{
+    SF_INFO info{};
+    info.samplerate = sampleRate;
+    info.channels = channels;
+    info.format = format;
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!file)
+        return false;
+    const auto frames = static_cast<sf_count_t>(samples.size()) / channels;
+    const bool ok = sf_writef_short(file, samples.data(), frames) == frames;
+    return sf_close(file) == 0 && ok;
+}
+
+std::shared_ptr<const PcmSound> rampSound(qint64 frames, qint16 start, int sampleRate, int channels)
+{
+    auto sound = std::make_shared<PcmSound>();
+    sound->format = {sampleRate, channels};
+    for (qint64 i = 0; i < frames; ++i)
+        for (int c = 0; c < channels; ++c)
+            sound->samples.push_back(static_cast<qint16>(start + i * channels + c));
+    return sound;
+}
+
+} // namespace klangor::test

@@ -20,7 +20,7 @@ struct WavSpec
     quint32 avgBytesPerSecond = 0;
 };
 
-// A WAV image laid out as the spec asks; samples are a quiet ramp.
+// A WAV image with the given header fields; samples are a quiet ramp.
 QByteArray makeWav(const WavSpec &spec);
 // Data bytes of an 8-bit mono 11025 Hz file that the device measures as ms milliseconds.
 qint64 bytesForMilliseconds(qint64 ms, quint32 avgBytesPerSecond = 11025);

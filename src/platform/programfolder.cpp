@@ -1,5 +1,6 @@
 #include "platform/programfolder.h"
 
+#include <algorithm>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -23,12 +24,17 @@ bool isWritableFolder(const QString &folder)
 QString resolveProgramFolder(const QString &executableFolder, const QString &userFolder,
                              const QStringList &seedFolders)
 {
-    if (isWritableFolder(executableFolder))
+    const QStringList defaults = cvDefaultFileNames();
+    const bool defaultsBeside =
+        std::any_of(defaults.begin(), defaults.end(), [&](const QString &name) {
+            return QFileInfo(QDir(executableFolder).filePath(name)).isFile();
+        });
+    if (defaultsBeside && isWritableFolder(executableFolder))
         return executableFolder;
     if (!QDir().mkpath(userFolder))
         return executableFolder; // nothing better to offer; saving will report its failures
     const QDir target(userFolder);
-    for (const QString &name : cvDefaultFileNames()) {
+    for (const QString &name : defaults) {
         if (target.exists(name))
             continue; // the user's own edits of a default file stay
         for (const QString &seed : seedFolders) {

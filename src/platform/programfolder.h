@@ -8,9 +8,11 @@ namespace klangor {
 // The CV default files that lie beside the program.
 QStringList cvDefaultFileNames();
 
-// The folder the program works in. Normally the executable's own folder; when that cannot be
-// written (an installed program), a per-user folder that is created and seeded with the CV
-// default files found in seedFolders, so working files never go to a system folder.
+// The folder the program works in. The executable's own folder when the CV default files lie
+// beside it and it can be written (a build, or a copy unpacked somewhere of the user's);
+// otherwise (an installed program, even when run by root) a per-user folder that is created
+// and seeded with the CV default files found in seedFolders, so working files never go to a
+// system folder.
 QString resolveProgramFolder(const QString &executableFolder, const QString &userFolder,
                              const QStringList &seedFolders);
 

@@ -10,12 +10,31 @@
 namespace klangor {
 namespace {
 
-TEST(ProgramFolder, WritableExecutableFolderIsUsedAsItIs)
+TEST(ProgramFolder, WritableFolderWithTheDefaultsBesideIsUsedAsItIs)
 {
     QTemporaryDir exe, user;
+    ASSERT_TRUE(test::writeFile(QDir(exe.path()).filePath(QStringLiteral("cvdiesele.dat")), "D"));
     EXPECT_EQ(resolveProgramFolder(exe.path(), user.filePath(QStringLiteral("k")), {exe.path()}),
               exe.path());
     EXPECT_FALSE(QDir(user.filePath(QStringLiteral("k"))).exists());
+}
+
+TEST(ProgramFolder, InstalledLayoutUsesTheUserFolderEvenWhenWritable)
+{
+    // bin/klangor with the defaults in share/klangor: writable for root, but a system folder.
+    QTemporaryDir prefix, user;
+    ASSERT_TRUE(QDir(prefix.path()).mkpath(QStringLiteral("bin")));
+    ASSERT_TRUE(QDir(prefix.path()).mkpath(QStringLiteral("share/klangor")));
+    const QString bin = prefix.filePath(QStringLiteral("bin"));
+    const QString share = prefix.filePath(QStringLiteral("share/klangor"));
+    for (const QString &name : cvDefaultFileNames())
+        ASSERT_TRUE(test::writeFile(QDir(share).filePath(name), name.toUtf8()));
+    const QString userFolder = user.filePath(QStringLiteral("Klangor"));
+
+    EXPECT_EQ(resolveProgramFolder(bin, userFolder, {bin, share}), userFolder);
+    for (const QString &name : cvDefaultFileNames())
+        EXPECT_EQ(test::readFile(QDir(userFolder).filePath(name)), name.toUtf8());
+    EXPECT_EQ(QDir(bin).entryList(QDir::Files), QStringList());
 }
 
 TEST(ProgramFolder, UnwritableFolderFallsBackToASeededUserFolder)

@@ -4,6 +4,7 @@
 #include "programming/soundlist.h"
 #include "project/soundproject.h"
 #include "support/fakes.h"
+#include "support/fakeservices.h"
 #include "support/standinfolder.h"
 #include "support/wavwriter.h"
 #include "ui/mainwindow.h"
@@ -25,7 +26,7 @@
 namespace klangor::test {
 namespace {
 
-class TypicalUse : public ::testing::Test
+class TypicalUse : public ::testing::Test, public FakeServices
 {
 protected:
     void SetUp() override
@@ -50,15 +51,7 @@ protected:
         writeFile(diesel("stereo.wav"), makeWav(stereo));
         writeFile(diesel("liesmich.txt"), "Sounds der V 100");
 
-        Form1Services services;
-        services.programFolder = m_folder.folder();
-        services.startFolder = m_sounds.path();
-        services.sound = &m_sound;
-        services.messages = &m_messages;
-        services.waveDevice = &m_device;
-        services.dialogs = &m_dialogs;
-        services.registry = &m_registry;
-        services.launcher = &m_launcher;
+        Form1Services services = fakeServices(m_folder.folder(), m_sounds.path());
         services.makeToolProcess = [] {
             return createSystemToolProcess();
         };
@@ -92,12 +85,6 @@ protected:
     StandInFolder m_folder;
     QTemporaryDir m_sounds;
     QByteArray m_anfahren, m_bremsen;
-    FakeSoundService m_sound;
-    RecordingMessages m_messages;
-    RiffWaveAudioDevice m_device;
-    FakeProjectDialogs m_dialogs;
-    FakeRegistry m_registry;
-    FakeProgramLauncher m_launcher;
     std::unique_ptr<Form1> m_window;
 };
 

@@ -1,8 +1,9 @@
 #include "faketoolprocess.h"
 #include "platform/toolprocess.h"
 #include "programming/soundlist.h"
-#include "support/standinfolder.h"
 #include "support/fakes.h"
+#include "support/fakeservices.h"
+#include "support/standinfolder.h"
 #include "ui/mainwindow.h"
 
 #include <gtest/gtest.h>
@@ -32,20 +33,13 @@ struct Snapshot
     int barValue = -1;
 };
 
-class Form1Programming : public ::testing::Test
+class Form1Programming : public ::testing::Test, public test::FakeServices
 {
 protected:
     void SetUp() override
     {
         m_folder.copyFromBin(QStringLiteral("cvdiesele.dat"));
-        m_services.programFolder = m_folder.folder();
-        m_services.startFolder = m_sources.path();
-        m_services.sound = &m_sound;
-        m_services.messages = &m_messages;
-        m_services.waveDevice = &m_waveDevice;
-        m_services.dialogs = &m_dialogs;
-        m_services.registry = &m_registry;
-        m_services.launcher = &m_launcher;
+        m_services = fakeServices(m_folder.folder(), m_sources.path());
         m_services.makeToolProcess = [] {
             return createSystemToolProcess();
         };
@@ -79,12 +73,6 @@ protected:
 
     StandInFolder m_folder;
     QTemporaryDir m_sources;
-    test::FakeSoundService m_sound;
-    test::RecordingMessages m_messages;
-    test::FakeWaveAudioDevice m_waveDevice;
-    test::FakeProjectDialogs m_dialogs;
-    test::FakeRegistry m_registry;
-    test::FakeProgramLauncher m_launcher;
     Form1Services m_services;
     QObject m_guard;
 };

@@ -1,5 +1,6 @@
 #include "platform/systeminfo.h"
 #include "support/fakes.h"
+#include "support/fakeservices.h"
 #include "ui/aboutdialog.h"
 #include "ui/mainwindow.h"
 #include "ui/qtprojectdialogs.h"
@@ -151,19 +152,12 @@ TEST(StartSysInfoTest, SystemRegistryOfThisPlatformNeverAnswers)
     EXPECT_TRUE(launcher.started.isEmpty());
 }
 
-class AboutBoxTest : public ::testing::Test
+class AboutBoxTest : public ::testing::Test, public test::FakeServices
 {
 protected:
     void SetUp() override
     {
-        m_services.programFolder = m_program.path();
-        m_services.startFolder = m_program.path();
-        m_services.sound = &m_sound;
-        m_services.messages = &m_messages;
-        m_services.waveDevice = &m_wave;
-        m_services.dialogs = &m_dialogs;
-        m_services.registry = &m_registry;
-        m_services.launcher = &m_launcher;
+        m_services = fakeServices(m_program.path(), m_program.path());
         m_window = std::make_unique<Form1>(m_services);
         m_messages.shown.clear();
     }
@@ -174,12 +168,6 @@ protected:
     }
 
     QTemporaryDir m_program;
-    test::FakeSoundService m_sound;
-    test::RecordingMessages m_messages;
-    test::FakeWaveAudioDevice m_wave;
-    test::FakeProjectDialogs m_dialogs;
-    test::FakeRegistry m_registry;
-    test::FakeProgramLauncher m_launcher;
     Form1Services m_services;
     std::unique_ptr<Form1> m_window;
 };

@@ -3,6 +3,7 @@
 #include "project/projectcommands.h"
 #include "projecttesthelpers.h"
 #include "support/fakes.h"
+#include "support/fakeservices.h"
 #include "support/wavwriter.h"
 #include "ui/mainwindow.h"
 #include "ui/widgets.h"
@@ -25,20 +26,13 @@ const QString kFilter = QStringLiteral("*.spj (Sounds)|*.spj");
 const QString kOpenTitle = QStringLiteral("Sound Projekt öffnen");
 const QString kSaveTitle = QStringLiteral("Sound Projekt speichern");
 
-class ProjectWindowTest : public ::testing::Test
+class ProjectWindowTest : public ::testing::Test, public test::FakeServices
 {
 protected:
     void SetUp() override
     {
         ASSERT_TRUE(writeFile(program(QStringLiteral("cvdiesele.dat")), "CV diesel\r\n"));
-        m_services.programFolder = m_program.path();
-        m_services.startFolder = m_browse.path();
-        m_services.sound = &m_sound;
-        m_services.messages = &m_messages;
-        m_services.waveDevice = &m_wave;
-        m_services.dialogs = &m_dialogs;
-        m_services.registry = &m_registry;
-        m_services.launcher = &m_launcher;
+        m_services = fakeServices(m_program.path(), m_browse.path());
         m_window = std::make_unique<Form1>(m_services);
     }
 
@@ -61,12 +55,6 @@ protected:
     QTemporaryDir m_program;
     QTemporaryDir m_browse;
     QTemporaryDir m_projects;
-    test::FakeSoundService m_sound;
-    test::RecordingMessages m_messages;
-    test::FakeWaveAudioDevice m_wave;
-    test::FakeProjectDialogs m_dialogs;
-    test::FakeRegistry m_registry;
-    test::FakeProgramLauncher m_launcher;
     Form1Services m_services;
     std::unique_ptr<Form1> m_window;
 };

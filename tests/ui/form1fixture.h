@@ -1,20 +1,19 @@
 #pragma once
 
 #include "support/fakes.h"
+#include "support/fakeservices.h"
 #include "support/wavwriter.h"
 #include "ui/mainwindow.h"
 
+#include <gtest/gtest.h>
+#include <memory>
 #include <QDir>
 #include <QTemporaryDir>
-
-#include <gtest/gtest.h>
-
-#include <memory>
 
 namespace klangor::test {
 
 // A main window over a temporary program folder and a folder of sounds to browse.
-class Form1Fixture : public ::testing::Test
+class Form1Fixture : public ::testing::Test, public FakeServices
 {
 protected:
     void SetUp() override
@@ -37,21 +36,16 @@ protected:
     Form1 &window()
     {
         if (!m_window) {
-            Form1Services services;
-            services.programFolder = m_program.path();
-            services.startFolder = m_sounds.path();
-            services.sound = &m_sound;
-            services.messages = &m_messages;
-            services.waveDevice = &m_device;
-            services.dialogs = &m_dialogs;
-            services.registry = &m_registry;
-            services.launcher = &m_launcher;
+            Form1Services services = fakeServices(m_program.path(), m_sounds.path());
             m_window = std::make_unique<Form1>(services);
         }
         return *m_window;
     }
 
-    QString programFile(const char *name) const { return m_program.filePath(QString::fromUtf8(name)); }
+    QString programFile(const char *name) const
+    {
+        return m_program.filePath(QString::fromUtf8(name));
+    }
     QString soundFile(const char *name) const { return m_sounds.filePath(QString::fromUtf8(name)); }
 
     // Selects an entry of the file list as a user click would.
@@ -59,12 +53,6 @@ protected:
 
     QTemporaryDir m_program;
     QTemporaryDir m_sounds;
-    FakeSoundService m_sound;
-    RecordingMessages m_messages;
-    FakeWaveAudioDevice m_device;
-    FakeProjectDialogs m_dialogs;
-    FakeRegistry m_registry;
-    FakeProgramLauncher m_launcher;
     std::unique_ptr<Form1> m_window;
 };
 

@@ -1,6 +1,6 @@
 // Renders the main window in a few typical states to PNG files, for looking at the layout
 // without a display: klangor_windowshots <output folder>
-#include "support/fakes.h"
+#include "support/fakeservices.h"
 #include "support/wavwriter.h"
 #include "ui/aboutdialog.h"
 #include "ui/mainwindow.h"
@@ -33,21 +33,8 @@ int main(int argc, char **argv)
          {"Anfahren.wav", "Bremsen.wav", "Glocke.wav", "Pfiff lang.wav", "Zischen.wav"})
         test::writeFile(sounds.filePath(QString::fromUtf8(name)), test::makeWav({}));
 
-    test::FakeSoundService sound;
-    test::RecordingMessages messages;
-    RiffWaveAudioDevice device;
-    test::FakeProjectDialogs dialogs;
-    test::FakeRegistry registry;
-    test::FakeProgramLauncher launcher;
-    Form1Services services;
-    services.programFolder = program.path();
-    services.startFolder = sounds.path();
-    services.sound = &sound;
-    services.messages = &messages;
-    services.waveDevice = &device;
-    services.dialogs = &dialogs;
-    services.registry = &registry;
-    services.launcher = &launcher;
+    test::FakeServices fakes;
+    Form1Services services = fakes.fakeServices(program.path(), sounds.path());
     Form1 window(services);
     window.show();
 

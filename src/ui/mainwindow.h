@@ -198,7 +198,6 @@ private:
     QAction *m_ende = nullptr;
     QAction *m_info = nullptr;
     frmAbout *m_about = nullptr;
-    std::unique_ptr<ProjectDialogs> m_ownProjectDialogs; // when the caller brings none
 
     friend class ProjectHostAdapter;
 };

@@ -3,7 +3,6 @@
 #include "project/projectcommands.h"
 #include "ui/aboutdialog.h"
 #include "ui/mainwindow.h"
-#include "ui/qtprojectdialogs.h"
 
 namespace klangor {
 
@@ -35,13 +34,8 @@ private:
 
 void Form1::setupProjects()
 {
-    ProjectDialogs *dialogs = m_services.dialogs;
-    if (!dialogs) {
-        m_ownProjectDialogs = std::make_unique<QtProjectDialogs>(this);
-        dialogs = m_ownProjectDialogs.get();
-    }
-    m_projects =
-        std::make_unique<ProjectCommands>(std::make_unique<ProjectHostAdapter>(*this), *dialogs);
+    m_projects = std::make_unique<ProjectCommands>(std::make_unique<ProjectHostAdapter>(*this),
+                                                   *m_services.dialogs);
 }
 
 void Form1::Offnen_Click()

@@ -43,7 +43,9 @@ int main(int argc, char *argv[])
     services.dialogs = &dialogs;
     services.registry = registry.get();
     services.launcher = &launcher;
-    services.makeToolProcess = [] { return klangor::createSystemToolProcess(); };
+    services.makeToolProcess = [] {
+        return klangor::createSystemToolProcess();
+    };
 
     klangor::Form1 window(services);
     messages.setParent(&window);

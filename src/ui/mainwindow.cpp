@@ -210,7 +210,8 @@ void Form1::createControls()
     // A caption must never be clipped: an option grows to the right when its font needs it.
     for (QRadioButton *option : m_options)
         option->resize(std::max(option->width(), option->sizeHint().width()), option->height());
-    m_selectrix->resize(std::max(m_selectrix->width(), m_selectrix->sizeHint().width()), m_selectrix->height());
+    m_selectrix->resize(std::max(m_selectrix->width(), m_selectrix->sizeHint().width()),
+                        m_selectrix->height());
 
     m_options[0]->setChecked(true);
     m_options[2]->setChecked(true);

@@ -41,7 +41,7 @@ ProjectError badBounds(const QString &fileName)
 Result<StringArray> readArray(QIODevice &device, const QString &fileName)
 {
     LittleEndianReader reader(device);
-    const auto count = reader.readInt16();
+    const auto count = reader.read<qint16>();
     if (!count) {
         // An empty file reads as a count of 0, which yields no bounds at all.
         if (reader.bytesLeft() == 0 && device.size() == 0)
@@ -55,7 +55,7 @@ Result<StringArray> readArray(QIODevice &device, const QString &fileName)
     QList<qint32> lower, upper;
     for (auto *list : {&lower, &upper}) {
         for (int d = 0; d < *count; ++d) {
-            const auto bound = reader.readInt32();
+            const auto bound = reader.read<qint32>();
             if (!bound)
                 return truncated(fileName);
             list->append(*bound);

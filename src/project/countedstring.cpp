@@ -61,39 +61,27 @@ std::optional<QByteArray> LittleEndianReader::readBytes(qint64 count)
     return bytes;
 }
 
-std::optional<qint16> LittleEndianReader::readInt16()
+template <typename T> std::optional<T> LittleEndianReader::read()
 {
-    const auto bytes = readBytes(2);
+    const auto bytes = readBytes(sizeof(T));
     if (!bytes)
         return std::nullopt;
-    return qFromLittleEndian<qint16>(bytes->constData());
+    return qFromLittleEndian<T>(bytes->constData());
 }
 
-std::optional<qint32> LittleEndianReader::readInt32()
-{
-    const auto bytes = readBytes(4);
-    if (!bytes)
-        return std::nullopt;
-    return qFromLittleEndian<qint32>(bytes->constData());
-}
-
-std::optional<quint32> LittleEndianReader::readUInt32()
-{
-    const auto bytes = readBytes(4);
-    if (!bytes)
-        return std::nullopt;
-    return qFromLittleEndian<quint32>(bytes->constData());
-}
+template std::optional<qint16> LittleEndianReader::read<qint16>();
+template std::optional<qint32> LittleEndianReader::read<qint32>();
+template std::optional<quint16> LittleEndianReader::read<quint16>();
+template std::optional<quint32> LittleEndianReader::read<quint32>();
 
 std::optional<QByteArray> LittleEndianReader::readCountedString()
 {
-    const auto shortLength = readBytes(2);
-    if (!shortLength)
+    const auto marker = read<quint16>();
+    if (!marker)
         return std::nullopt;
-    const quint16 marker = qFromLittleEndian<quint16>(shortLength->constData());
-    if (marker != LongCountMarker)
-        return readBytes(marker);
-    const auto longLength = readUInt32();
+    if (*marker != LongCountMarker)
+        return readBytes(*marker);
+    const auto longLength = read<quint32>();
     if (!longLength)
         return std::nullopt;
     return readBytes(*longLength);

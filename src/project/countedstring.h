@@ -24,9 +24,8 @@ class LittleEndianReader
 public:
     explicit LittleEndianReader(QIODevice &device) : m_device(device) {}
 
-    std::optional<qint16> readInt16();
-    std::optional<qint32> readInt32();
-    std::optional<quint32> readUInt32();
+    // For qint16, qint32, quint16 and quint32.
+    template <typename T> std::optional<T> read();
     std::optional<QByteArray> readCountedString();
     std::optional<QByteArray> readBytes(qint64 count);
     qint64 bytesLeft() const;

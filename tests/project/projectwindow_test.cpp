@@ -392,14 +392,19 @@ public:
     QList<UserMessage> messages;
 };
 
-TEST(ProjectCommandsTest, HourglassWhileWritingAndOrderOfTheOpenSteps)
+// The commands over a recording host, in a folder of their own.
+class ProjectCommandsTest : public ::testing::Test
 {
+protected:
     QTemporaryDir folder;
     test::FakeProjectDialogs dialogs;
-    auto owned = std::make_unique<RecordingHost>(folder.path());
-    RecordingHost &host = *owned;
-    ProjectCommands commands(std::move(owned), dialogs);
+    std::unique_ptr<RecordingHost> owned = std::make_unique<RecordingHost>(folder.path());
+    RecordingHost &host = *owned; // owned by the commands from here on
+    ProjectCommands commands{std::move(owned), dialogs};
+};
 
+TEST_F(ProjectCommandsTest, HourglassWhileWritingAndOrderOfTheOpenSteps)
+{
     host.names.set(87, QStringLiteral("unerreichbar"));
     dialogs.answers = {folder.filePath(QStringLiteral("p"))};
     commands.Speichernunter();
@@ -420,14 +425,8 @@ TEST(ProjectCommandsTest, HourglassWhileWritingAndOrderOfTheOpenSteps)
     EXPECT_EQ(host.path, folder.filePath(QStringLiteral("p.spj")));
 }
 
-TEST(ProjectCommandsTest, ASoundArrWithFewerBoundsSetsOnlyThoseEntries)
+TEST_F(ProjectCommandsTest, ASoundArrWithFewerBoundsSetsOnlyThoseEntries)
 {
-    QTemporaryDir folder;
-    test::FakeProjectDialogs dialogs;
-    auto owned = std::make_unique<RecordingHost>(folder.path());
-    RecordingHost &host = *owned;
-    ProjectCommands commands(std::move(owned), dialogs);
-
     StringArray partial = StringArray::oneDimensional(5, 6);
     partial.set({5}, QStringLiteral("fünf"));
     QByteArray bytes;

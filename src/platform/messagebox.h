@@ -1,24 +1,8 @@
 #pragma once
 
-#include <QString>
+#include "common/result.h"
 
 namespace klangor {
-
-enum class MessageIcon
-{
-    None,
-    Critical
-};
-
-// A message for the user: only the window turns it into a modal box.
-struct UserMessage
-{
-    QString text;
-    QString title;
-    MessageIcon icon = MessageIcon::Critical;
-
-    friend bool operator==(const UserMessage &, const UserMessage &) = default;
-};
 
 class MessagePresenter
 {

@@ -13,9 +13,9 @@ namespace klangor {
 
 namespace {
 
-ProjectError tooManyDimensions()
+UserMessage tooManyDimensions()
 {
-    return {ErrorNumber::TooManyDimensions, QStringLiteral("Zu viele Dimensionen!")};
+    return {QStringLiteral("Zu viele Dimensionen!")};
 }
 
 QString shownName(const QString &path)
@@ -23,18 +23,16 @@ QString shownName(const QString &path)
     return QDir::toNativeSeparators(path);
 }
 
-ProjectError truncated(const QString &fileName)
+UserMessage truncated(const QString &fileName)
 {
-    return {ErrorNumber::InputPastEndOfFile,
-            QStringLiteral("Die Datei „%1“ ist unvollständig oder beschädigt: sie endet, bevor "
+    return {QStringLiteral("Die Datei „%1“ ist unvollständig oder beschädigt: sie endet, bevor "
                            "alle Einträge gelesen sind.")
                 .arg(shownName(fileName))};
 }
 
-ProjectError badBounds(const QString &fileName)
+UserMessage badBounds(const QString &fileName)
 {
     return {
-        ErrorNumber::SubscriptOutOfRange,
         QStringLiteral("Die Datei „%1“ enthält ungültige Feldgrenzen.").arg(shownName(fileName))};
 }
 
@@ -155,9 +153,7 @@ Result<QByteArray> arrayFileBytes(const StringArray &values)
     if (count > MaxArrayFileDimensions)
         return tooManyDimensions();
     if (count == 0)
-        return ProjectError{
-            ErrorNumber::SubscriptOutOfRange,
-            QStringLiteral("Ein Feld ohne Elemente kann nicht gespeichert werden.")};
+        return UserMessage{QStringLiteral("Ein Feld ohne Elemente kann nicht gespeichert werden.")};
 
     QList<QByteArray> encoded;
     encoded.reserve(values.size());
@@ -176,8 +172,7 @@ Result<QByteArray> arrayFileBytes(const StringArray &values)
         appendInt32(bytes, b.upper);
     for (const QByteArray &element : encoded) {
         if (!appendCountedString(bytes, element))
-            return ProjectError{ErrorNumber::BadFileFormat,
-                                QStringLiteral("Ein Eintrag ist zu lang für eine Felddatei.")};
+            return UserMessage{QStringLiteral("Ein Eintrag ist zu lang für eine Felddatei.")};
     }
     return bytes;
 }
@@ -191,8 +186,7 @@ Status WriteArrayFile(const QString &path, const StringArray &values)
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes.value()) != bytes.value().size() ||
         !file.commit()) {
-        return ProjectError{
-            ErrorNumber::PathFileAccess,
+        return UserMessage{
             QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden.").arg(shownName(path))};
     }
     return {};
@@ -203,11 +197,9 @@ Status ReadArrayFile(const QString &path, StringArray &values)
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         if (!QFileInfo::exists(path))
-            return ProjectError{
-                ErrorNumber::FileNotFound,
+            return UserMessage{
                 QStringLiteral("Die Datei „%1“ wurde nicht gefunden.").arg(shownName(path))};
-        return ProjectError{
-            ErrorNumber::PathFileAccess,
+        return UserMessage{
             QStringLiteral("Die Datei „%1“ kann nicht gelesen werden.").arg(shownName(path))};
     }
     Result<StringArray> array = readArray(file, path);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "project/projecterror.h"
+#include "common/result.h"
 
 #include <initializer_list>
 #include <optional>

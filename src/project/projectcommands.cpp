@@ -24,10 +24,9 @@ bool fitsSlotFileNames(const StringArray &array)
     return bounds.lower >= 0 && bounds.upper <= SlotFileNames::UpperBound;
 }
 
-ProjectError namesDoNotFit(const QString &fileName)
+UserMessage namesDoNotFit(const QString &fileName)
 {
-    return {ErrorNumber::SubscriptOutOfRange,
-            QStringLiteral("Die Datei „%1“ enthält keine Slot-Belegung (erwartet: eine Liste der "
+    return {QStringLiteral("Die Datei „%1“ enthält keine Slot-Belegung (erwartet: eine Liste der "
                            "Soundnummern 0 bis 87).")
                 .arg(fileName)};
 }
@@ -43,17 +42,16 @@ QString ProjectCommands::programFile(const QString &name) const
     return QDir(m_host->programFolder()).filePath(name);
 }
 
-void ProjectCommands::report(const ProjectError &error, const QString &title)
+void ProjectCommands::report(const UserMessage &error, const QString &title)
 {
-    m_host->showMessage({error.description, title, MessageIcon::Critical});
+    m_host->showMessage({error.text, title, MessageIcon::Critical});
 }
 
 bool ProjectCommands::writeWorkingLists(const QString &title)
 {
     const QString cvList = programFile(QStringLiteral("cvlist.dat"));
     if (!m_host->saveCvBox(cvList)) {
-        report({ErrorNumber::PathFileAccess,
-                QStringLiteral("Die CV-Liste kann nicht in „%1“ gespeichert werden.")
+        report({QStringLiteral("Die CV-Liste kann nicht in „%1“ gespeichert werden.")
                     .arg(QDir::toNativeSeparators(cvList))},
                title);
         return false;
@@ -144,10 +142,9 @@ void ProjectCommands::Offnen()
         return;
     }
     if (const Status names = checkRestoredNames(project.value()); !names) {
-        report({names.error().number,
-                QStringLiteral("Das Sound Projekt „%1“ kann nicht geöffnet werden. %2 Es wurde "
+        report({QStringLiteral("Das Sound Projekt „%1“ kann nicht geöffnet werden. %2 Es wurde "
                                "nichts geändert.")
-                    .arg(QDir::toNativeSeparators(chosen), names.error().description)},
+                    .arg(QDir::toNativeSeparators(chosen), names.error().text)},
                OpenTitle);
         return;
     }
@@ -177,8 +174,7 @@ void ProjectCommands::Offnen()
 
     const QString cvList = programFile(QStringLiteral("cvlist.dat"));
     if (!m_host->loadCvBox(cvList))
-        report({ErrorNumber::FileNotFound,
-                QStringLiteral("Die CV-Liste „%1“ kann nicht geladen werden.")
+        report({QStringLiteral("Die CV-Liste „%1“ kann nicht geladen werden.")
                     .arg(QDir::toNativeSeparators(cvList))},
                OpenTitle);
 }

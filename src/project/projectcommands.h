@@ -58,7 +58,7 @@ private:
     // The sound.arr that an open would leave in the program folder, checked before any file
     // is touched: one dimension within the sound numbers 0..87.
     Status checkRestoredNames(const LoadedProject &project) const;
-    void report(const ProjectError &error, const QString &title);
+    void report(const UserMessage &error, const QString &title);
 
     std::unique_ptr<ProjectHost> m_host;
     ProjectDialogs &m_dialogs;

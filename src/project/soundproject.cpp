@@ -87,8 +87,7 @@ Result<QString> restoredFileName(const QString &recordName)
                                          recordName.lastIndexOf(QLatin1Char('/')));
     const QString name = recordName.mid(separator + 1);
     if (!isPlainFileName(name))
-        return ProjectError{ErrorNumber::BadFileFormat,
-                            QStringLiteral("„%1“ ist kein gültiger Dateiname.").arg(recordName)};
+        return UserMessage{QStringLiteral("„%1“ ist kein gültiger Dateiname.").arg(recordName)};
     return name;
 }
 
@@ -113,9 +112,8 @@ Result<QByteArray> projectFileBytes(const ProjectRecords &records)
     bytes.reserve(total);
     for (std::size_t i = 0; i < records.size(); ++i) {
         if (!appendCountedString(bytes, names[i]) || !appendCountedString(bytes, records[i].data))
-            return ProjectError{ErrorNumber::BadFileFormat,
-                                QStringLiteral("Die Datei „%1“ ist zu groß für ein Sound Projekt.")
-                                    .arg(records[i].name)};
+            return UserMessage{QStringLiteral("Die Datei „%1“ ist zu groß für ein Sound Projekt.")
+                                   .arg(records[i].name)};
     }
     return bytes;
 }
@@ -146,10 +144,9 @@ Status SaveSoundProjekt::SaveProject(const QString &projectPath, const SlotFileN
             const QString path = dir.filePath(bareNames[i]);
             const std::optional<QByteArray> data = collectFile(path);
             if (!data)
-                return ProjectError{ErrorNumber::PathFileAccess,
-                                    QStringLiteral("Die Datei „%1“ kann nicht gelesen werden. Das "
-                                                   "Sound Projekt wurde nicht gespeichert.")
-                                        .arg(shownName(path))};
+                return UserMessage{QStringLiteral("Die Datei „%1“ kann nicht gelesen werden. Das "
+                                                  "Sound Projekt wurde nicht gespeichert.")
+                                       .arg(shownName(path))};
             cached = read.insert(bareNames[i], *data);
         }
         records[i] = {m_fileList[i], cached.value()};
@@ -162,10 +159,9 @@ Status SaveSoundProjekt::SaveProject(const QString &projectPath, const SlotFileN
     QSaveFile file(projectPath);
     if (!file.open(QIODevice::WriteOnly) || file.write(bytes.value()) != bytes.value().size() ||
         !file.commit()) {
-        return ProjectError{ErrorNumber::PathFileAccess,
-                            QStringLiteral("Das Sound Projekt „%1“ kann nicht gespeichert werden. "
-                                           "Bitte einen anderen Ort oder Namen wählen.")
-                                .arg(shownName(projectPath))};
+        return UserMessage{QStringLiteral("Das Sound Projekt „%1“ kann nicht gespeichert werden. "
+                                          "Bitte einen anderen Ort oder Namen wählen.")
+                               .arg(shownName(projectPath))};
     }
     return {};
 }
@@ -175,12 +171,10 @@ Result<LoadedProject> SaveSoundProjekt::readProject(const QString &projectPath)
     QFile file(projectPath);
     if (!file.open(QIODevice::ReadOnly)) {
         if (!QFileInfo::exists(projectPath))
-            return ProjectError{ErrorNumber::FileNotFound,
-                                QStringLiteral("Das Sound Projekt „%1“ wurde nicht gefunden.")
-                                    .arg(shownName(projectPath))};
-        return ProjectError{ErrorNumber::PathFileAccess,
-                            QStringLiteral("Das Sound Projekt „%1“ kann nicht gelesen werden.")
-                                .arg(shownName(projectPath))};
+            return UserMessage{QStringLiteral("Das Sound Projekt „%1“ wurde nicht gefunden.")
+                                   .arg(shownName(projectPath))};
+        return UserMessage{QStringLiteral("Das Sound Projekt „%1“ kann nicht gelesen werden.")
+                               .arg(shownName(projectPath))};
     }
 
     // Exactly 90 records are read; whatever follows them is left alone.
@@ -190,8 +184,7 @@ Result<LoadedProject> SaveSoundProjekt::readProject(const QString &projectPath)
         const auto name = reader.readCountedString();
         const auto data = name ? reader.readCountedString() : std::nullopt;
         if (!data)
-            return ProjectError{
-                ErrorNumber::InputPastEndOfFile,
+            return UserMessage{
                 QStringLiteral("Das Sound Projekt „%1“ ist unvollständig oder beschädigt: "
                                "Eintrag %2 von %3 fehlt oder ist abgeschnitten. Es wurde nichts "
                                "geändert.")
@@ -202,13 +195,12 @@ Result<LoadedProject> SaveSoundProjekt::readProject(const QString &projectPath)
         project.records[index] = {fromWindows1252(*name), *data};
         const Result<QString> fileName = restoredFileName(project.records[index].name);
         if (!fileName)
-            return ProjectError{fileName.error().number,
-                                QStringLiteral("Das Sound Projekt „%1“ ist beschädigt: Eintrag %2 "
-                                               "nennt keine Datei im Programmordner. %3 Es wurde "
-                                               "nichts geändert.")
-                                    .arg(shownName(projectPath))
-                                    .arg(i + 1)
-                                    .arg(fileName.error().description)};
+            return UserMessage{QStringLiteral("Das Sound Projekt „%1“ ist beschädigt: Eintrag %2 "
+                                              "nennt keine Datei im Programmordner. %3 Es wurde "
+                                              "nichts geändert.")
+                                   .arg(shownName(projectPath))
+                                   .arg(i + 1)
+                                   .arg(fileName.error().text)};
         project.fileNames[index] = fileName.value();
     }
     m_records = project.records;
@@ -246,10 +238,9 @@ Status SaveSoundProjekt::restoreProject(const LoadedProject &project, const QStr
         auto file = std::make_unique<QSaveFile>(target.filePath(name));
         const QByteArray &data = contents[name];
         if (!file->open(QIODevice::WriteOnly) || file->write(data) != data.size())
-            return ProjectError{ErrorNumber::PathFileAccess,
-                                QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden. Es "
-                                               "wurde nichts geändert.")
-                                    .arg(shownName(target.filePath(name)))};
+            return UserMessage{QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden. Es "
+                                              "wurde nichts geändert.")
+                                   .arg(shownName(target.filePath(name)))};
         files.push_back(std::move(file));
     }
     // Each commit waits for its file to reach the disk; done side by side, the file system
@@ -272,10 +263,9 @@ Status SaveSoundProjekt::restoreProject(const LoadedProject &project, const QStr
             failed.append(shownName(files[i]->fileName()));
     }
     if (!failed.isEmpty())
-        return ProjectError{ErrorNumber::PathFileAccess,
-                            QStringLiteral("Das Sound Projekt wurde nur teilweise geöffnet: %1 "
-                                           "konnte nicht ersetzt werden.")
-                                .arg(failed.join(QStringLiteral(", ")))};
+        return UserMessage{QStringLiteral("Das Sound Projekt wurde nur teilweise geöffnet: %1 "
+                                          "konnte nicht ersetzt werden.")
+                               .arg(failed.join(QStringLiteral(", ")))};
     return {};
 }
 

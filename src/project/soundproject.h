@@ -1,7 +1,7 @@
 #pragma once
 
+#include "common/result.h"
 #include "project/arrayfile.h"
-#include "project/projecterror.h"
 #include "soundset/slotfilenames.h"
 
 #include <array>

@@ -135,9 +135,7 @@ TEST_F(ArrayFileTest, DimensionLimitOnWriting)
             ASSERT_TRUE(ReadArrayFile(path(), back));
             EXPECT_EQ(back, values);
         } else {
-            EXPECT_EQ(written.error().number, -2147221404);
-            EXPECT_EQ(written.error().number, static_cast<qint32>(0x80040064u));
-            EXPECT_EQ(written.error().description, QStringLiteral("Zu viele Dimensionen!"));
+            EXPECT_EQ(written.error().text, QStringLiteral("Zu viele Dimensionen!"));
             EXPECT_EQ(readFile(path()), before);
             const QString absent = path(QStringLiteral("neu.arr"));
             EXPECT_FALSE(WriteArrayFile(absent, values));
@@ -195,8 +193,7 @@ TEST_F(ArrayFileTest, ReaderRefusesBadCountsAndKeepsTheDestination)
         const StringArray before = values;
         const Status read = ReadArrayFile(path(), values);
         ASSERT_FALSE(read.ok());
-        EXPECT_EQ(read.error().number, c.number);
-        EXPECT_FALSE(read.error().description.isEmpty());
+        EXPECT_FALSE(read.error().text.isEmpty());
         EXPECT_EQ(values, before);
     }
 
@@ -222,7 +219,6 @@ TEST_F(ArrayFileTest, EveryTruncationIsReportedAndChangesNothing)
         target.set({0}, QStringLiteral("unverändert"));
         const Status read = ReadArrayFile(path(), target);
         ASSERT_FALSE(read.ok());
-        EXPECT_EQ(read.error().number, length == 0 ? 9 : 62);
         EXPECT_EQ(target.at({0}), QStringLiteral("unverändert"));
     }
 }
@@ -298,7 +294,6 @@ TEST_F(ArrayFileTest, ArraysWithoutStorageAndMissingFilesAreReported)
     EXPECT_EQ(CountDimensions(none), 0);
     const Status written = WriteArrayFile(path(), none);
     ASSERT_FALSE(written.ok());
-    EXPECT_EQ(written.error().number, 9);
     EXPECT_FALSE(QFile::exists(path()));
 
     EXPECT_EQ(CountDimensions(StringArray(QList<ArrayBounds>{{3, 2}})), 0);
@@ -306,13 +301,11 @@ TEST_F(ArrayFileTest, ArraysWithoutStorageAndMissingFilesAreReported)
     StringArray values;
     const Status read = ReadArrayFile(path(QStringLiteral("fehlt.arr")), values);
     ASSERT_FALSE(read.ok());
-    EXPECT_EQ(read.error().number, 53);
-    EXPECT_TRUE(read.error().description.contains(QStringLiteral("fehlt.arr")));
+    EXPECT_TRUE(read.error().text.contains(QStringLiteral("fehlt.arr")));
 
     const Status unwritable =
         WriteArrayFile(path(QStringLiteral("kein/ordner.arr")), StringArray::oneDimensional(0, 0));
     ASSERT_FALSE(unwritable.ok());
-    EXPECT_EQ(unwritable.error().number, 75);
 }
 
 TEST_F(ArrayFileTest, ParsingFromMemoryMatchesTheFile)

@@ -1,6 +1,7 @@
 #include "platform/programfolder.h"
 #include "platform/programlauncher.h"
 #include "platform/registry.h"
+#include "platform/safefile.h"
 #include "platform/toolprocess.h"
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
@@ -27,6 +28,8 @@ int main(int argc, char *argv[])
     const QString programFolder = klangor::resolveProgramFolder(
         executableFolder, QStandardPaths::writableLocation(QStandardPaths::AppDataLocation),
         {executableFolder, QDir(executableFolder).filePath(QStringLiteral("../share/klangor"))});
+    // Finishes or clears what a run that was killed while writing left in the folder.
+    klangor::recoverInterruptedWrites(programFolder);
     const auto sound = klangor::createSystemSoundService(programFolder);
     klangor::QtMessagePresenter messages;
     klangor::QtProjectDialogs dialogs;

@@ -56,13 +56,8 @@ public:
     void setSlotFileNames(const SlotFileNames &n) override { names = n; }
     QString projectPath() const override { return path; }
     void setProjectPath(const QString &p) override { path = p; }
-    void setChosenProjectFile(const QString &) override {}
-    bool saveCvBox(const QString &p) override
-    {
-        QFile file(p);
-        return file.open(QIODevice::WriteOnly) && file.write("CV1=3\r\nCV2=5\r\n") > 0;
-    }
-    bool loadCvBox(const QString &p) override { return QFile::exists(p); }
+    QString cvText() const override { return QStringLiteral("CV1=3\nCV2=5\n"); }
+    void setCvText(const QString &) override {}
     void refreshEventView() override {}
     void setMousePointer(MousePointer) override {}
     void showMessage(const UserMessage &message) override

@@ -1,5 +1,7 @@
 #include "platform/programfolder.h"
 
+#include "platform/safefile.h"
+
 #include <algorithm>
 #include <QDir>
 #include <QFile>
@@ -7,6 +9,13 @@
 #include <QTemporaryFile>
 
 namespace klangor {
+
+namespace {
+
+// A CV default file is a few kilobytes of text.
+constexpr qint64 MaxCvDefaultBytes = qint64(16) << 20;
+
+} // namespace
 
 QStringList cvDefaultFileNames()
 {
@@ -39,12 +48,9 @@ QString resolveProgramFolder(const QString &executableFolder, const QString &use
             continue; // the user's own edits of a default file stay
         for (const QString &seed : seedFolders) {
             const QString source = QDir(seed).filePath(name);
-            if (QFileInfo(source).isFile() && QFile::copy(source, target.filePath(name))) {
-                QFile::setPermissions(target.filePath(name),
-                                      QFile::permissions(target.filePath(name)) |
-                                          QFile::WriteOwner);
+            const Result<QByteArray> bytes = readRegularFile(source, MaxCvDefaultBytes);
+            if (bytes && writeFileSafely(target.filePath(name), bytes.value()))
                 break;
-            }
         }
     }
     return userFolder;

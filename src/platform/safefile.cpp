@@ -3,13 +3,17 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <atomic>
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <thread>
 #include <utility>
+#include <vector>
 
 namespace klangor {
 
@@ -154,9 +158,26 @@ bool nameTemp(TempFile &temp, const QString &folder)
     return false;
 }
 
-bool removeTree(const QString &path)
+// Freeing the blocks of a file takes a few milliseconds on some file systems right after a
+// flush; side by side, a folder of old sounds goes in a fraction of the time.
+void removeTree(const QString &path)
 {
-    return QDir(path).removeRecursively();
+    QList<QByteArray> files;
+    QDirIterator it(path, QDir::Files | QDir::Hidden | QDir::System, QDirIterator::Subdirectories);
+    while (it.hasNext())
+        files.append(nativePath(it.next()));
+    std::atomic<qsizetype> next{0};
+    const auto work = [&] {
+        for (qsizetype i = next++; i < files.size(); i = next++)
+            ::unlink(files.at(i).constData());
+    };
+    {
+        std::vector<std::jthread> helpers;
+        for (int h = 1; h < 8 && h * 4 < files.size(); ++h)
+            helpers.emplace_back(work);
+        work();
+    }
+    QDir(path).removeRecursively();
 }
 
 // 0 or the errno of the step that failed.
@@ -180,6 +201,17 @@ int replaceFile(const QString &path, const QByteArray &data)
     if (!temp.name.isEmpty())
         ::unlink(nativePath(temp.name).constData());
     return error;
+}
+
+// A file of the staging folder: written in full but not flushed yet; commit() flushes them all
+// at once, which is far quicker than one by one.
+int writeNew(const QString &path, const QByteArray &data)
+{
+    Descriptor file(::open(nativePath(path).constData(),
+                           O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0666));
+    if (!file.valid() || !writeAll(file.get(), data) || !file.close())
+        return errno;
+    return 0;
 }
 
 } // namespace
@@ -294,7 +326,7 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
         m_staging = staging;
     }
     for (const auto &[name, data] : files) {
-        if (const int error = replaceFile(m_staging + QStringLiteral("/new/") + name, data)) {
+        if (const int error = writeNew(m_staging + QStringLiteral("/new/") + name, data)) {
             discard();
             // Named after the file it was meant to replace, not the staging copy.
             return cannotWrite(QDir(m_folder).filePath(name), error);
@@ -306,7 +338,7 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
 
 Status FileBatch::commit()
 {
-    const QString target = QDir(m_folder).filePath(QString());
+    const QString target = m_folder + QLatin1Char('/');
     // Hard links keep the old files, so a failed rename can put them back.
     for (const QString &name : std::as_const(m_names)) {
         const QString old = target + name;
@@ -316,6 +348,16 @@ Status FileBatch::commit()
             const int error = errno;
             discard();
             return cannotWrite(old, error);
+        }
+    }
+    // Every staged file reaches the disk before the batch may be completed.
+    {
+        Descriptor staging(::open(nativePath(m_staging).constData(),
+                                  O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!staging.valid() || ::syncfs(staging.get()) != 0) {
+            const int error = errno;
+            discard();
+            return cannotWrite(m_folder, error);
         }
     }
     // From this rename on, a start after a kill completes the batch.

@@ -1,35 +1,38 @@
 #include "programming/cvlistfile.h"
 
 #include "platform/codepage.h"
-
-#include <QFile>
-#include <QSaveFile>
+#include "platform/safefile.h"
 
 namespace klangor {
 
-std::optional<QString> loadCvText(const QString &path)
+namespace {
+
+// A CV list is a few kilobytes of text; this only keeps a wrong file from filling the memory.
+constexpr qint64 kMaxCvFileBytes = qint64(16) << 20;
+
+} // namespace
+
+QString cvTextFromBytes(const QByteArray &bytes)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFile::NoError)
-        return std::nullopt;
     QString text = fromWindows1252(bytes);
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     return text;
 }
 
-bool saveCvText(const QString &path, const QString &text)
+Result<QString> loadCvText(const QString &path)
+{
+    const Result<QByteArray> bytes = readRegularFile(path, kMaxCvFileBytes);
+    if (!bytes)
+        return bytes.error();
+    return cvTextFromBytes(bytes.value());
+}
+
+Status saveCvText(const QString &path, const QString &text)
 {
     QString crlf = text;
     crlf.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     crlf.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    file.write(toWindows1252(crlf));
-    return file.commit();
+    return writeFileSafely(path, toWindows1252(crlf));
 }
 
 } // namespace klangor

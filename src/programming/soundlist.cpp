@@ -1,9 +1,9 @@
 #include "programming/soundlist.h"
 
+#include "platform/safefile.h"
 #include "soundset/clearreadonly.h"
 
 #include <QDir>
-#include <QFile>
 
 namespace klangor {
 
@@ -23,15 +23,8 @@ QByteArray soundListBytes(const SlotFileNames &names, int memoryMBit)
 bool WriteSoundList(const QString &programFolder, const SlotFileNames &names, int memoryMBit)
 {
     const QString path = QDir(programFolder).filePath(QStringLiteral("soundlist.dat"));
-    ClearReadOnly(path);
-    // Truncated in place rather than replaced, so a file that stayed read-only is left alone.
-    QFile file(path);
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        return false;
-    const QByteArray bytes = soundListBytes(names, memoryMBit);
-    const bool written = file.write(bytes) == bytes.size();
-    file.close();
-    return written && file.error() == QFileDevice::NoError;
+    ClearReadOnly(path); // also lets pending window events run once, as a cancel may be
+    return writeFileSafely(path, soundListBytes(names, memoryMBit)).ok();
 }
 
 } // namespace klangor

@@ -1,13 +1,11 @@
 #include "project/arrayfile.h"
 
 #include "platform/codepage.h"
+#include "platform/safefile.h"
 #include "project/countedstring.h"
 
 #include <QBuffer>
 #include <QDir>
-#include <QFile>
-#include <QFileInfo>
-#include <QSaveFile>
 
 namespace klangor {
 
@@ -183,26 +181,15 @@ Status WriteArrayFile(const QString &path, const StringArray &values)
     if (!bytes)
         return bytes.error();
     // A whole new file replaces the old one, so no byte of a longer old file survives.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes.value()) != bytes.value().size() ||
-        !file.commit()) {
-        return UserMessage{
-            QStringLiteral("Die Datei „%1“ kann nicht geschrieben werden.").arg(shownName(path))};
-    }
-    return {};
+    return writeFileSafely(path, bytes.value());
 }
 
 Status ReadArrayFile(const QString &path, StringArray &values)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        if (!QFileInfo::exists(path))
-            return UserMessage{
-                QStringLiteral("Die Datei „%1“ wurde nicht gefunden.").arg(shownName(path))};
-        return UserMessage{
-            QStringLiteral("Die Datei „%1“ kann nicht gelesen werden.").arg(shownName(path))};
-    }
-    Result<StringArray> array = readArray(file, path);
+    const Result<QByteArray> bytes = readRegularFile(path, MaxArrayFileBytes);
+    if (!bytes)
+        return bytes.error();
+    Result<StringArray> array = parseArrayFile(bytes.value(), path);
     if (!array)
         return array.error();
     values = std::move(array).value();

@@ -60,6 +60,8 @@ private:
 };
 
 inline constexpr int MaxArrayFileDimensions = 10;
+// Larger files are refused before they are read into memory.
+inline constexpr qint64 MaxArrayFileBytes = qint64(256) << 20;
 
 // Number of dimensions, 0 for an array without storage.
 qint16 CountDimensions(const StringArray &value);

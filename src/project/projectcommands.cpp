@@ -1,5 +1,8 @@
 #include "project/projectcommands.h"
 
+#include "platform/codepage.h"
+#include "platform/safefile.h"
+#include "programming/cvlistfile.h"
 #include "project/arrayfile.h"
 
 #include <QDir>
@@ -7,6 +10,9 @@
 namespace klangor {
 
 namespace {
+
+const QString kSoundArr = QStringLiteral("sound.arr");
+const QString kCvList = QStringLiteral("cvlist.dat");
 
 StringArray toArray(const SlotFileNames &names)
 {
@@ -16,19 +22,18 @@ StringArray toArray(const SlotFileNames &names)
     return array;
 }
 
-bool fitsSlotFileNames(const StringArray &array)
+// Slot names that the project's single-byte text cannot hold, with what they come back as.
+QStringList namesThatChange(const SlotFileNames &names)
 {
-    if (array.dimensionCount() != 1)
-        return false;
-    const ArrayBounds bounds = array.bounds().constFirst();
-    return bounds.lower >= 0 && bounds.upper <= SlotFileNames::UpperBound;
-}
-
-UserMessage namesDoNotFit(const QString &fileName)
-{
-    return {QStringLiteral("Die Datei „%1“ enthält keine Slot-Belegung (erwartet: eine Liste der "
-                           "Soundnummern 0 bis 87).")
-                .arg(fileName)};
+    QStringList changed;
+    for (int i = 0; i <= SlotFileNames::UpperBound; ++i) {
+        const QString &name = names.at(i);
+        const QString back = fromWindows1252(toWindows1252(name));
+        if (back != name)
+            changed.append(QStringLiteral("„%1“ → „%2“").arg(name, back));
+    }
+    changed.removeDuplicates();
+    return changed;
 }
 
 } // namespace
@@ -47,22 +52,14 @@ void ProjectCommands::report(const UserMessage &error, const QString &title)
     m_host->showMessage({error.text, title, MessageIcon::Critical});
 }
 
-bool ProjectCommands::writeWorkingLists(const QString &title)
+bool ProjectCommands::writeWorkingLists()
 {
-    const QString cvList = programFile(QStringLiteral("cvlist.dat"));
-    if (!m_host->saveCvBox(cvList)) {
-        report({QStringLiteral("Die CV-Liste kann nicht in „%1“ gespeichert werden.")
-                    .arg(QDir::toNativeSeparators(cvList))},
-               title);
-        return false;
-    }
-    const Status written =
-        WriteArrayFile(programFile(QStringLiteral("sound.arr")), toArray(m_host->slotFileNames()));
-    if (!written) {
-        report(written.error(), title);
-        return false;
-    }
-    return true;
+    Status written = saveCvText(programFile(kCvList), m_host->cvText());
+    if (written)
+        written = WriteArrayFile(programFile(kSoundArr), toArray(m_host->slotFileNames()));
+    if (!written)
+        report(written.error(), SaveTitle);
+    return written.ok();
 }
 
 void ProjectCommands::saveProjectFile(const QString &projectPath)
@@ -70,13 +67,22 @@ void ProjectCommands::saveProjectFile(const QString &projectPath)
     m_host->setMousePointer(MousePointer::Hourglass);
     const Status saved = m_projects.SaveProject(projectPath, m_host->slotFileNames());
     m_host->setMousePointer(MousePointer::Default);
-    if (!saved)
+    if (!saved) {
         report(saved.error(), SaveTitle);
+        return;
+    }
+    if (const QStringList changed = namesThatChange(m_host->slotFileNames()); !changed.isEmpty())
+        m_host->showMessage({QStringLiteral("Das Sound Projekt wurde gespeichert. Diese Slot-Namen "
+                                            "enthalten Zeichen, die ein Sound Projekt nicht "
+                                            "speichern kann, und kommen beim Öffnen verändert "
+                                            "zurück:\n%1")
+                                 .arg(changed.join(QLatin1Char('\n'))),
+                             SaveTitle, MessageIcon::None});
 }
 
 void ProjectCommands::Speichern()
 {
-    if (!writeWorkingLists(SaveTitle))
+    if (!writeWorkingLists())
         return;
     const QString projectPath = m_host->projectPath();
     if (!projectPath.isEmpty())
@@ -88,63 +94,71 @@ void ProjectCommands::Speichern()
 void ProjectCommands::Speichernunter()
 {
     QString chosen = m_dialogs.ShowSaveDialog(Filter, SaveTitle, m_host->programFolder());
-    m_host->setChosenProjectFile(chosen);
     if (chosen.isEmpty())
         return;
     // Only a name that needed the extension becomes the current project, and only the first.
     if (chosen.right(4).toUpper() != QStringLiteral(".SPJ")) {
         chosen += QStringLiteral(".spj");
-        m_host->setChosenProjectFile(chosen);
         if (m_host->projectPath().isEmpty())
             m_host->setProjectPath(chosen);
     }
-    if (!writeWorkingLists(SaveTitle))
+    if (!writeWorkingLists())
         return;
     saveProjectFile(chosen);
 }
 
-Status ProjectCommands::checkRestoredNames(const LoadedProject &project) const
+Result<SlotFileNames> ProjectCommands::restoredNames(const LoadedProject &project) const
 {
-    // The file that names the record decides, and a later record of the same name wins.
-    std::optional<QByteArray> soundArr;
-    for (std::size_t i = 0; i < project.records.size(); ++i) {
-        if (project.fileNames[i] == QStringLiteral("sound.arr"))
-            soundArr = project.records[i].data;
-    }
-    const QString path = programFile(QStringLiteral("sound.arr"));
-    StringArray names;
-    if (soundArr) {
-        Result<StringArray> parsed = parseArrayFile(*soundArr, QStringLiteral("sound.arr"));
-        if (!parsed)
-            return parsed.error();
-        names = std::move(parsed).value();
-    } else {
-        // A project without its own list leaves the one in the folder to be read.
-        const Status read = ReadArrayFile(path, names);
-        if (!read)
-            return read;
-    }
-    if (!fitsSlotFileNames(names))
-        return namesDoNotFit(QStringLiteral("sound.arr"));
-    return {};
+    // A project without its own list leaves the one in the folder to be read.
+    const QByteArray *carried = project.file(kSoundArr);
+    Result<QByteArray> bytes = carried ? Result<QByteArray>(*carried)
+                                       : readRegularFile(programFile(kSoundArr), MaxProjectBytes);
+    if (!bytes)
+        return bytes.error();
+    const Result<StringArray> array = parseArrayFile(bytes.value(), kSoundArr);
+    if (!array)
+        return array.error();
+    const StringArray &restored = array.value();
+    const bool fits = restored.dimensionCount() == 1 && restored.bounds().constFirst().lower >= 0 &&
+                      restored.bounds().constFirst().upper <= SlotFileNames::UpperBound;
+    if (!fits)
+        return UserMessage{QStringLiteral("Die Datei „%1“ enthält keine Slot-Belegung (erwartet: "
+                                          "eine Liste der Soundnummern 0 bis 87).")
+                               .arg(kSoundArr)};
+    SlotFileNames names = m_host->slotFileNames();
+    const ArrayBounds bounds = restored.bounds().constFirst();
+    for (qint32 i = bounds.lower; i <= bounds.upper; ++i)
+        names.set(i, restored.at({i}));
+    return names;
+}
+
+Result<QString> ProjectCommands::restoredCvText(const LoadedProject &project) const
+{
+    if (const QByteArray *carried = project.file(kCvList))
+        return cvTextFromBytes(*carried);
+    return loadCvText(programFile(kCvList));
 }
 
 void ProjectCommands::Offnen()
 {
     const QString chosen = m_dialogs.ShowOpenDialog(Filter, OpenTitle, m_host->programFolder());
-    m_host->setChosenProjectFile(chosen);
     if (chosen.isEmpty())
         return;
 
+    // Everything that can fail is done before the first file changes, and the window follows
+    // only what is then on disk.
     const Result<LoadedProject> project = m_projects.readProject(chosen);
     if (!project) {
         report(project.error(), OpenTitle);
         return;
     }
-    if (const Status names = checkRestoredNames(project.value()); !names) {
+    const Result<SlotFileNames> names = restoredNames(project.value());
+    const Result<QString> cvText =
+        names ? restoredCvText(project.value()) : Result<QString>(names.error());
+    if (!cvText) {
         report({QStringLiteral("Das Sound Projekt „%1“ kann nicht geöffnet werden. %2 Es wurde "
                                "nichts geändert.")
-                    .arg(QDir::toNativeSeparators(chosen), names.error().text)},
+                    .arg(QDir::toNativeSeparators(chosen), cvText.error().text)},
                OpenTitle);
         return;
     }
@@ -154,28 +168,15 @@ void ProjectCommands::Offnen()
         return;
     }
 
-    StringArray restoredNames;
-    if (const Status read = ReadArrayFile(programFile(QStringLiteral("sound.arr")), restoredNames);
-        !read) {
-        report(read.error(), OpenTitle);
-        return;
-    }
-    if (!fitsSlotFileNames(restoredNames)) {
-        report(namesDoNotFit(QStringLiteral("sound.arr")), OpenTitle);
-        return;
-    }
-    SlotFileNames names = m_host->slotFileNames();
-    const ArrayBounds bounds = restoredNames.bounds().constFirst();
-    for (qint32 i = bounds.lower; i <= bounds.upper; ++i)
-        names.set(i, restoredNames.at({i}));
-    m_host->setSlotFileNames(names);
+    m_host->setSlotFileNames(names.value());
     m_host->refreshEventView();
     m_host->setProjectPath(chosen);
+    m_host->setCvText(cvText.value());
 
-    const QString cvList = programFile(QStringLiteral("cvlist.dat"));
-    if (!m_host->loadCvBox(cvList))
-        report({QStringLiteral("Die CV-Liste „%1“ kann nicht geladen werden.")
-                    .arg(QDir::toNativeSeparators(cvList))},
+    if (!project.value().leftOut.isEmpty())
+        report({QStringLiteral("Das Sound Projekt enthält Dateien, die nicht in den "
+                               "Programmordner gehören. Sie wurden nicht übernommen:\n%1")
+                    .arg(project.value().leftOut.join(QLatin1Char('\n')))},
                OpenTitle);
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/messagebox.h"
+#include "common/result.h"
 #include "platform/mousepointer.h"
 #include "project/projectdialogs.h"
 #include "project/soundproject.h"
@@ -22,11 +22,10 @@ public:
     virtual void setSlotFileNames(const SlotFileNames &names) = 0;
     virtual QString projectPath() const = 0;
     virtual void setProjectPath(const QString &path) = 0;
-    virtual void setChosenProjectFile(const QString &path) = 0;
 
-    // The CV box: save its text as plain text, load a file into it. false when that failed.
-    virtual bool saveCvBox(const QString &path) = 0;
-    virtual bool loadCvBox(const QString &path) = 0;
+    // The text of the CV box.
+    virtual QString cvText() const = 0;
+    virtual void setCvText(const QString &text) = 0;
 
     // The event view refresh, so the slots show the names now recorded.
     virtual void refreshEventView() = 0;
@@ -48,16 +47,15 @@ public:
     void Speichern();
     void Speichernunter();
 
-    const SaveSoundProjekt &projects() const { return m_projects; }
-
 private:
     QString programFile(const QString &name) const;
     // Writes cvlist.dat and sound.arr; false (and the user told) when either failed.
-    bool writeWorkingLists(const QString &title);
+    bool writeWorkingLists();
     void saveProjectFile(const QString &projectPath);
-    // The sound.arr that an open would leave in the program folder, checked before any file
-    // is touched: one dimension within the sound numbers 0..87.
-    Status checkRestoredNames(const LoadedProject &project) const;
+    // What the window shows after an open, taken from the project before any file is touched
+    // (or, where the project lacks them, from the files in the program folder).
+    Result<SlotFileNames> restoredNames(const LoadedProject &project) const;
+    Result<QString> restoredCvText(const LoadedProject &project) const;
     void report(const UserMessage &error, const QString &title);
 
     std::unique_ptr<ProjectHost> m_host;

@@ -25,22 +25,33 @@ inline constexpr int CvListRecord = 89;
 using ProjectFileList = std::array<QString, ProjectRecordCount>;
 using ProjectRecords = std::array<ProjectRecord, ProjectRecordCount>;
 
-// The text after the last backslash; the whole path when it holds none.
-QString LastPathComponent(const QString &path);
-
-// The file a record restores: the text after the last "\" or "/" of its name. Refused when
-// that is no plain file name, since restoring must never leave the target folder.
-Result<QString> restoredFileName(const QString &recordName);
-
 // The program folder as record names spell it: folders joined by backslashes, no trailing one.
 QString recordFolder(const QString &programFolder);
+
+// The file a record restores into the program folder: the text after its last "\" or "/",
+// and only when that is one of the files the program itself keeps there (a working file,
+// placeholder.dat, sound.arr or cvlist.dat). Empty for every other name.
+QString restoredFileName(const QString &recordName);
+
+// A project file holds 90 records of working files of at most a few hundred kilobytes; no
+// genuine one comes near this, and nothing larger is read into memory.
+inline constexpr qint64 MaxProjectBytes = qint64(256) << 20;
 
 // A project read whole into memory and checked, ready to be restored.
 struct LoadedProject
 {
     ProjectRecords records;
-    std::array<QString, ProjectRecordCount> fileNames; // the bare name each record restores
+    // What an open writes into the program folder, each name once, the last record of a
+    // name winning.
+    QList<std::pair<QString, QByteArray>> files;
+    // Names of records that are no file of the program's own and so are not restored.
+    QStringList leftOut;
+
+    const QByteArray *file(const QString &name) const;
 };
+
+// Reads the records of a project image held in memory; shownPath only names it in messages.
+Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shownPath);
 
 // Saves and opens sound projects (.spj): 90 records of name and data as counted strings,
 // nothing before or after them. Keeps the file list of the last save and the records of the
@@ -56,15 +67,10 @@ public:
     // could be written, so a failed save leaves an older project as it was.
     Status SaveProject(const QString &projectPath, const SlotFileNames &names);
 
-    // Reads and checks the whole project, then restores every record into targetFolder.
-    Status OpenProject(const QString &projectPath, const QString &targetFolder);
-
-    // The two halves of OpenProject, for callers that check more in between. Reading touches
-    // no file; a project that is incomplete, damaged or names files outside the folder is
-    // refused as a whole.
+    // Reads and checks the whole project; touches no file. A project that is incomplete or
+    // damaged is refused as a whole.
     Result<LoadedProject> readProject(const QString &projectPath);
-    // Makes the listed files writable, then writes every restored file in full; the files are
-    // only replaced after all of them have been written completely.
+    // Replaces the files of the project in targetFolder all together, or changes nothing.
     Status restoreProject(const LoadedProject &project, const QString &targetFolder);
 
     const ProjectFileList &projectFileList() const { return m_fileList; }

@@ -1,39 +1,28 @@
 #include "soundset/slotassignment.h"
 
+#include "platform/safefile.h"
 #include "soundset/clearreadonly.h"
 #include "soundset/soundtable.h"
 
 #include <algorithm>
 #include <QDir>
-#include <QFile>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QUrl>
 
 namespace klangor {
 
 namespace {
 
-// Writes the copy through a temporary file, so a failed copy leaves the old working file whole.
-bool copyReplacing(const QString &source, const QString &target)
+// A sound that passed the check is a few hundred kilobytes at most.
+constexpr qint64 kMaxSoundBytes = qint64(64) << 20;
+
+// A failed copy leaves the old working file whole.
+Status copyReplacing(const QString &source, const QString &target)
 {
-    QFile in(source);
-    if (!in.open(QIODevice::ReadOnly))
-        return false;
-    QSaveFile out(target);
-    if (!out.open(QIODevice::WriteOnly))
-        return false;
-    char buffer[64 * 1024];
-    for (;;) {
-        const qint64 n = in.read(buffer, sizeof buffer);
-        if (n < 0)
-            return false; // QSaveFile discards its temporary file unless committed
-        if (n == 0)
-            break;
-        if (out.write(buffer, n) != n)
-            return false;
-    }
-    return out.commit();
+    const Result<QByteArray> sound = readRegularFile(source, kMaxSoundBytes);
+    if (!sound)
+        return sound.error();
+    return writeFileSafely(target, sound.value());
 }
 
 } // namespace
@@ -71,14 +60,15 @@ AssignOutcome SlotAssigner::assign(SlotFileNames &names, int soundNumber, const 
 
     const QString previous = names.at(soundNumber);
     names.set(soundNumber, slotText);
-    if (copyReplacing(sourcePath, target))
+    const Status copied = copyReplacing(sourcePath, target);
+    if (copied)
         return AssignOutcome::Taken;
 
     // The slot must not claim a sound that did not arrive.
     names.set(soundNumber, previous);
     m_messages.show({QStringLiteral("Die Sound-Datei konnte nicht als \"%1\" in den Programmordner "
-                                    "kopiert werden. Der Slot bleibt unverändert.")
-                         .arg(workingFileName(soundNumber)),
+                                    "kopiert werden. %2 Der Slot bleibt unverändert.")
+                         .arg(workingFileName(soundNumber), copied.error().text),
                      QStringLiteral("Kopieren fehlgeschlagen"), MessageIcon::Critical});
     return AssignOutcome::CopyFailed;
 }

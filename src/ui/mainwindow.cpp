@@ -438,16 +438,11 @@ void Form1::Command3_Click()
 
 bool Form1::loadCvBox(const QString &path)
 {
-    const std::optional<QString> text = loadCvText(path);
+    const Result<QString> text = loadCvText(path);
     if (!text)
         return false; // the box keeps its previous text
-    m_cv->setPlainText(*text);
+    m_cv->setPlainText(text.value());
     return true;
-}
-
-bool Form1::saveCvBox(const QString &path)
-{
-    return saveCvText(path, m_cv->toPlainText());
 }
 
 void Form1::Ende_Click()

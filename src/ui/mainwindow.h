@@ -72,7 +72,6 @@ public:
     int memoryMBit() const { return m_memoryMBit; }
     const QString &cvDefaultFile() const { return m_cvDefaultFile; }
     const QString &projectPath() const { return m_projectPath; }
-    const QString &chosenProjectFile() const { return m_chosenProjectFile; }
     const QByteArray &placeholderWave() const { return m_placeholderWave; }
     MousePointer mousePointer() const { return m_mousePointer; }
     const QString &programFolder() const { return m_services.programFolder; }
@@ -143,7 +142,6 @@ public slots:
 public:
     // The CV box's two operations.
     bool loadCvBox(const QString &path);
-    bool saveCvBox(const QString &path);
     void setMousePointer(MousePointer pointer);
     QString programFile(const QString &name) const;
 
@@ -169,7 +167,6 @@ private:
     int m_memoryMBit = 16;
     QString m_cvDefaultFile;
     QString m_projectPath;
-    QString m_chosenProjectFile;
     QByteArray m_placeholderWave;
     MousePointer m_mousePointer = MousePointer::Default;
 

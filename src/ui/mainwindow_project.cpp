@@ -4,6 +4,8 @@
 #include "ui/aboutdialog.h"
 #include "ui/mainwindow.h"
 
+#include <QTextEdit>
+
 namespace klangor {
 
 // The window as the project commands see it.
@@ -17,9 +19,8 @@ public:
     void setSlotFileNames(const SlotFileNames &names) override { m_window.m_slotFileNames = names; }
     QString projectPath() const override { return m_window.m_projectPath; }
     void setProjectPath(const QString &path) override { m_window.m_projectPath = path; }
-    void setChosenProjectFile(const QString &path) override { m_window.m_chosenProjectFile = path; }
-    bool saveCvBox(const QString &path) override { return m_window.saveCvBox(path); }
-    bool loadCvBox(const QString &path) override { return m_window.loadCvBox(path); }
+    QString cvText() const override { return m_window.m_cv->toPlainText(); }
+    void setCvText(const QString &text) override { m_window.m_cv->setPlainText(text); }
     void refreshEventView() override { m_window.List3_Click(); }
     void setMousePointer(MousePointer pointer) override { m_window.setMousePointer(pointer); }
     void showMessage(const UserMessage &message) override

@@ -1,10 +1,14 @@
 #pragma once
 
+#include "project/projectcommands.h"
+#include "support/fakes.h"
+
 #include <ostream>
 #include <QByteArray>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
+#include <QFileInfo>
 #include <QMap>
 #include <QRandomGenerator>
 #include <QString>
@@ -18,19 +22,26 @@ inline void PrintTo(const QString &text, std::ostream *os)
 
 namespace klangor::test {
 
-// Every file below a folder with its bytes, to show that an operation changed nothing.
+// Every entry below a folder with its bytes (a link with its target, a folder as such), to
+// show that an operation changed nothing.
 inline QMap<QString, QByteArray> snapshot(const QString &folder)
 {
-    QMap<QString, QByteArray> files;
-    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot,
+    QMap<QString, QByteArray> entries;
+    QDirIterator it(folder, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
                     QDirIterator::Subdirectories);
     while (it.hasNext()) {
-        const QString path = it.next();
-        QFile file(path);
-        files.insert(QDir(folder).relativeFilePath(path),
-                     file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>"));
+        const QFileInfo info(it.next());
+        QByteArray content = "<folder>";
+        if (info.isSymLink()) {
+            content = "-> " + info.symLinkTarget().toUtf8();
+        } else if (info.isFile()) {
+            QFile file(info.filePath());
+            content = file.open(QIODevice::ReadOnly) ? file.readAll() : "<unreadable>";
+            content += " mode " + QByteArray::number(static_cast<int>(info.permissions()), 16);
+        }
+        entries.insert(QDir(folder).relativeFilePath(info.filePath()), content);
     }
-    return files;
+    return entries;
 }
 
 // Bytes that differ from position to position, so a shifted or cut copy is noticed.
@@ -90,5 +101,82 @@ inline QByteArray counted(const QByteArray &bytes)
     }
     return out + bytes;
 }
+
+// A project file built by hand from (name, data) records.
+inline QByteArray projectBytes(const QList<std::pair<QByteArray, QByteArray>> &records)
+{
+    QByteArray out;
+    for (const auto &[name, data] : records)
+        out += counted(name) + counted(data);
+    return out;
+}
+
+// The 90 records of a project without sounds, saved in folder, with this CV list.
+inline QList<std::pair<QByteArray, QByteArray>> plainRecords(const QByteArray &soundArr,
+                                                             const QByteArray &cv = "CV")
+{
+    QList<std::pair<QByteArray, QByteArray>> records;
+    for (int i = 0; i < 88; ++i)
+        records.append({"C:\\K\\placeholder.dat", QByteArray()});
+    records.append({"C:\\K\\sound.arr", soundArr});
+    records.append({"C:\\K\\cvlist.dat", cv});
+    return records;
+}
+
+// The window as the project commands see it, recording what they ask of it.
+class RecordingHost final : public ProjectHost
+{
+public:
+    explicit RecordingHost(QString folder) : m_folder(std::move(folder)) {}
+    QString programFolder() const override { return m_folder; }
+    const SlotFileNames &slotFileNames() const override { return names; }
+    void setSlotFileNames(const SlotFileNames &n) override
+    {
+        names = n;
+        calls << QStringLiteral("names");
+    }
+    QString projectPath() const override { return path; }
+    void setProjectPath(const QString &p) override { path = p; }
+    QString cvText() const override { return cv; }
+    void setCvText(const QString &text) override
+    {
+        cv = text;
+        calls << QStringLiteral("cv");
+    }
+    void refreshEventView() override { calls << QStringLiteral("refresh"); }
+    void setMousePointer(MousePointer pointer) override
+    {
+        calls << QStringLiteral("pointer:%1").arg(static_cast<int>(pointer));
+    }
+    void showMessage(const UserMessage &message) override { messages << message; }
+
+    QString m_folder;
+    SlotFileNames names;
+    QString path, cv;
+    QStringList calls;
+    QList<UserMessage> messages;
+};
+
+// The project commands over a recording host, working in a program folder of their own.
+struct CommandsFixture
+{
+    explicit CommandsFixture(const QString &folder)
+        : host(new RecordingHost(folder)), commands(std::unique_ptr<RecordingHost>(host), dialogs)
+    {}
+    void open(const QString &project)
+    {
+        dialogs.answers = {project};
+        commands.Offnen();
+    }
+    void saveAs(const QString &project)
+    {
+        dialogs.answers = {project};
+        commands.Speichernunter();
+    }
+
+    FakeProjectDialogs dialogs;
+    RecordingHost *host; // owned by the commands
+    ProjectCommands commands;
+};
 
 } // namespace klangor::test

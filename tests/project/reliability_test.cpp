@@ -1,0 +1,454 @@
+// Real faults against saving and opening: a full disk, links out of the program folder,
+// crafted project files, and kills in the middle of a save or an open.
+#include "platform/safefile.h"
+#include "programming/soundlist.h"
+#include "project/arrayfile.h"
+#include "projecttesthelpers.h"
+#include "support/wavwriter.h"
+
+#include <atomic>
+#include <chrono>
+#include <fcntl.h>
+#include <functional>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace klangor {
+namespace {
+
+using namespace test;
+
+QByteArray native(const QString &path)
+{
+    return QFile::encodeName(path);
+}
+
+bool leftovers(const QString &folder)
+{
+    return !QDir(folder)
+                .entryList({SafeFilePrefix + QLatin1Char('*')}, QDir::AllEntries | QDir::Hidden)
+                .isEmpty();
+}
+
+SlotFileNames namesUpTo(int count, const QString &prefix)
+{
+    SlotFileNames names;
+    for (int i = 0; i < count; ++i)
+        names.set(i, prefix + QString::number(i));
+    return names;
+}
+
+class ReliabilityTest : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        ASSERT_TRUE(QDir().mkpath(m_program));
+        ASSERT_TRUE(QDir().mkpath(m_outside));
+    }
+    void TearDown() override
+    {
+        if (m_mounted)
+            ::umount2(native(m_disk).constData(), MNT_DETACH);
+    }
+
+    // A tmpfs of the given size at m_disk; the test is skipped where mounting is impossible.
+    bool mountSmallDisk(qint64 bytes)
+    {
+        if (!QDir().mkpath(m_disk))
+            return false;
+        const QByteArray options = "size=" + QByteArray::number(bytes);
+        m_mounted =
+            ::mount("tmpfs", native(m_disk).constData(), "tmpfs", 0, options.constData()) == 0;
+        return m_mounted;
+    }
+
+    // Fills the disk until at most `free` bytes are left.
+    void fillDisk(qint64 free)
+    {
+        const int fd = ::open(native(m_disk + QStringLiteral("/fill")).constData(),
+                              O_CREAT | O_WRONLY | O_TRUNC, 0600);
+        ASSERT_GE(fd, 0);
+        const QByteArray block(4096, 'f');
+        while (::write(fd, block.constData(), block.size()) == block.size()) {
+        }
+        ::close(fd);
+        ASSERT_TRUE(QFile(m_disk + QStringLiteral("/fill"))
+                        .resize(QFileInfo(m_disk + QStringLiteral("/fill")).size() - free));
+    }
+
+    QString program(const QString &name) const { return QDir(m_program).filePath(name); }
+
+    QTemporaryDir m_root;
+    QString m_disk = m_root.filePath(QStringLiteral("disk"));
+    QString m_program = m_root.filePath(QStringLiteral("program"));
+    QString m_outside = m_root.filePath(QStringLiteral("outside"));
+    bool m_mounted = false;
+};
+
+TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
+{
+    if (!mountSmallDisk(1 << 20))
+        GTEST_SKIP() << "no tmpfs can be mounted here (needs root)";
+    m_program = m_disk + QStringLiteral("/program");
+    ASSERT_TRUE(QDir().mkpath(m_program));
+    CommandsFixture window(m_program);
+    for (int i = 0; i < 4; ++i)
+        ASSERT_TRUE(writeFile(program(QStringLiteral("%1.wav").arg(i)), wave16(20000, i)));
+    window.host->names = namesUpTo(4, QStringLiteral("alt"));
+    window.host->cv = QStringLiteral("CV alt");
+    const QString project = m_disk + QStringLiteral("/lok.spj");
+    window.saveAs(project);
+    ASSERT_TRUE(window.host->messages.isEmpty());
+    const QByteArray oldProject = readFile(project);
+    window.host->path = project;
+
+    // A project of larger sounds, kept where there is room.
+    QTemporaryDir elsewhere;
+    CommandsFixture other(elsewhere.path());
+    for (int i = 0; i < 6; ++i)
+        ASSERT_TRUE(
+            writeFile(elsewhere.filePath(QStringLiteral("%1.wav").arg(i)), wave16(60000, 10 + i)));
+    other.host->names = namesUpTo(6, QStringLiteral("neu"));
+    other.saveAs(elsewhere.filePath(QStringLiteral("gross.spj")));
+    ASSERT_TRUE(other.host->messages.isEmpty());
+
+    fillDisk(64 * 1024);
+    const SlotFileNames namesBefore = window.host->names;
+
+    // Saving a project that no longer fits.
+    window.host->names.set(40, QStringLiteral("mehr"));
+    ASSERT_TRUE(writeFile(program(QStringLiteral("40.wav")), QByteArray()));
+    window.host->calls.clear();
+    window.commands.Speichern();
+    ASSERT_EQ(window.host->messages.size(), 1);
+    EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("kein Platz mehr frei")))
+        << window.host->messages[0].text.toStdString();
+    EXPECT_EQ(readFile(project), oldProject);
+    EXPECT_FALSE(leftovers(m_disk));
+    EXPECT_FALSE(leftovers(m_program));
+    QFile::remove(program(QStringLiteral("40.wav")));
+    window.host->names = namesBefore;
+
+    // A CV list that does not fit leaves the old one.
+    window.host->messages.clear();
+    const QByteArray oldCv = readFile(program(QStringLiteral("cvlist.dat")));
+    window.host->cv = QString(200000, QLatin1Char('c'));
+    window.commands.Speichern();
+    ASSERT_EQ(window.host->messages.size(), 1);
+    EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("cvlist.dat")));
+    EXPECT_EQ(readFile(program(QStringLiteral("cvlist.dat"))), oldCv);
+
+    // Opening a project that does not fit changes nothing, on disk or in the window.
+    window.host->messages.clear();
+    window.host->cv = QStringLiteral("CV alt");
+    const auto folderBefore = snapshot(m_program);
+    window.open(elsewhere.filePath(QStringLiteral("gross.spj")));
+    ASSERT_EQ(window.host->messages.size(), 1);
+    EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("kein Platz mehr frei")));
+    EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("nichts geändert")));
+    EXPECT_EQ(snapshot(m_program), folderBefore);
+    EXPECT_EQ(window.host->names, namesBefore);
+    EXPECT_EQ(window.host->cv, QStringLiteral("CV alt"));
+    EXPECT_EQ(window.host->path, project);
+}
+
+TEST_F(ReliabilityTest, LinksAreReplacedAndTheirTargetsNeverTouched)
+{
+    const QStringList linked = {QStringLiteral("5.wav"), QStringLiteral("cvlist.dat"),
+                                QStringLiteral("sound.arr"), QStringLiteral("soundlist.dat"),
+                                QStringLiteral("placeholder.dat")};
+    for (const QString &name : linked) {
+        const QString target = QDir(m_outside).filePath(name + QStringLiteral(".ziel"));
+        if (name != QStringLiteral("sound.arr")) { // that one dangles
+            ASSERT_TRUE(writeFile(target, wave16(100, 1)));
+            ASSERT_EQ(::chmod(native(target).constData(), 0444), 0);
+        }
+        ASSERT_EQ(::symlink(native(target).constData(), native(program(name)).constData()), 0);
+    }
+    const auto outsideBefore = snapshot(m_outside);
+
+    CommandsFixture window(m_program);
+    window.host->names.set(5, QStringLiteral("verlinkt.wav"));
+    window.saveAs(m_root.filePath(QStringLiteral("lok.spj")));
+    ASSERT_TRUE(window.host->messages.isEmpty()) << window.host->messages[0].text.toStdString();
+    ASSERT_TRUE(WriteSoundList(m_program, window.host->names, 16));
+    window.open(m_root.filePath(QStringLiteral("lok.spj")));
+    ASSERT_TRUE(window.host->messages.isEmpty()) << window.host->messages[0].text.toStdString();
+
+    EXPECT_EQ(snapshot(m_outside), outsideBefore);
+    for (const QString &name : linked) {
+        const QFileInfo info(program(name));
+        EXPECT_TRUE(info.isFile() && !info.isSymLink()) << name.toStdString();
+    }
+    // The sound behind the link went into the project and came back as a file of its own.
+    EXPECT_EQ(readFile(program(QStringLiteral("5.wav"))), wave16(100, 1));
+}
+
+TEST_F(ReliabilityTest, CraftedProjectsChangeNothingOutsideTheProgramsOwnFiles)
+{
+    ASSERT_TRUE(writeFile(program(QStringLiteral("sndburn.exe")), "echtes Werkzeug"));
+    ASSERT_EQ(::chmod(native(program(QStringLiteral("sndburn.exe"))).constData(), 0755), 0);
+    ASSERT_TRUE(writeFile(program(QStringLiteral("cvdiesele.dat")), "CV diesel"));
+    ASSERT_TRUE(writeFile(program(QStringLiteral("7.wav")), "mein Sound"));
+    const QByteArray names = arrayFileBytes(StringArray::oneDimensional(0, 87)).value();
+
+    auto tools = plainRecords(names);
+    tools[1] = {"C:\\K\\sndburn.exe", "#!/bin/sh\nrm -rf ~\n"};
+    tools[2] = {"C:\\K\\cvdiesele.dat", "falsch"};
+    tools[3] = {"/usr/bin/klangor", "falsch"};
+    tools[7] = {"C:\\K\\7.wav", "neu"};
+    const QString toolsProject = m_root.filePath(QStringLiteral("werkzeug.spj"));
+    ASSERT_TRUE(writeFile(toolsProject, projectBytes(tools)));
+
+    CommandsFixture window(m_program);
+    window.host->cv = QStringLiteral("vorher");
+    window.open(toolsProject);
+    ASSERT_EQ(window.host->messages.size(), 1);
+    EXPECT_EQ(window.host->messages[0].text,
+              QStringLiteral("Das Sound Projekt enthält Dateien, die nicht in den Programmordner "
+                             "gehören. Sie wurden nicht übernommen:\nC:\\K\\sndburn.exe\n"
+                             "C:\\K\\cvdiesele.dat\n/usr/bin/klangor"));
+    EXPECT_EQ(readFile(program(QStringLiteral("sndburn.exe"))), QByteArray("echtes Werkzeug"));
+    EXPECT_EQ(readFile(program(QStringLiteral("cvdiesele.dat"))), QByteArray("CV diesel"));
+    EXPECT_EQ(readFile(program(QStringLiteral("7.wav"))), QByteArray("neu"));
+    for (const QFileInfo &file : QDir(m_program).entryInfoList(QDir::Files))
+        EXPECT_EQ(file.isExecutable(), file.fileName() == QStringLiteral("sndburn.exe"));
+
+    // Projects that must be refused whole, quickly, and without touching anything.
+    QByteArray fourGigabytes;
+    for (int i = 0; i < 90; ++i)
+        fourGigabytes += counted("C:\\K\\0.wav") + QByteArray("\xFF\xFF\xFF\xFF\xFF\xFF", 6);
+    const QList<std::pair<const char *, std::function<void(const QString &)>>> cases = {
+        {"3 GB claimed in a small file",
+         [&](const QString &p) {
+             writeFile(p, counted("0.wav") + QByteArray("\xFF\xFF\x00\x00\x00\xC0", 6) + "x");
+         }},
+        {"90 records of 4 GB",
+         [&](const QString &p) {
+             writeFile(p, fourGigabytes);
+         }},
+        {"fifo",
+         [](const QString &p) {
+             ::mkfifo(native(p).constData(), 0600);
+         }},
+        {"link to a device",
+         [](const QString &p) {
+             ::symlink("/dev/zero", native(p).constData());
+         }},
+        {"folder",
+         [](const QString &p) {
+             QDir().mkdir(p);
+         }},
+        {"larger than any project",
+         [](const QString &p) {
+             QFile file(p);
+             file.open(QIODevice::WriteOnly);
+             file.resize(MaxProjectBytes + 1); // sparse: costs no disk
+         }},
+        {"cut short",
+         [&](const QString &p) {
+             writeFile(p, projectBytes(tools).chopped(1));
+         }},
+    };
+    const auto before = snapshot(m_program);
+    const RecordingHost hostBefore = *window.host;
+    for (const auto &[what, make] : cases) {
+        SCOPED_TRACE(what);
+        QTemporaryDir folder;
+        const QString path = folder.filePath(QStringLiteral("boese.spj"));
+        make(path);
+        window.host->messages.clear();
+        window.open(path);
+        ASSERT_EQ(window.host->messages.size(), 1);
+        EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("nichts geändert")))
+            << window.host->messages[0].text.toStdString();
+        EXPECT_EQ(snapshot(m_program), before);
+        EXPECT_EQ(window.host->names, hostBefore.names);
+        EXPECT_EQ(window.host->cv, hostBefore.cv);
+        EXPECT_EQ(window.host->path, hostBefore.path);
+    }
+}
+
+TEST_F(ReliabilityTest, FailureWhileTheRestoredFilesAreCommittedLeavesEverythingAsItWas)
+{
+    for (int i = 0; i < 10; ++i)
+        ASSERT_TRUE(
+            writeFile(program(QStringLiteral("%1.wav").arg(i)), "alt " + QByteArray::number(i)));
+    // cvlist.dat comes last and cannot be replaced: a folder stands in its place.
+    ASSERT_TRUE(QDir().mkpath(program(QStringLiteral("cvlist.dat/inhalt"))));
+    auto records = plainRecords(arrayFileBytes(StringArray::oneDimensional(0, 87)).value(), "neu");
+    for (int i = 0; i < 10; ++i)
+        records[i] = {"C:\\K\\" + QByteArray::number(i) + ".wav", "neu"};
+    const QString project = m_root.filePath(QStringLiteral("lok.spj"));
+    ASSERT_TRUE(writeFile(project, projectBytes(records)));
+
+    const Result<LoadedProject> loaded = parseProject(readFile(project), project);
+    ASSERT_TRUE(loaded);
+    const auto before = snapshot(m_program);
+    const Status restored = SaveSoundProjekt(m_program).restoreProject(loaded.value(), m_program);
+    ASSERT_FALSE(restored.ok());
+    EXPECT_TRUE(restored.error().text.contains(QStringLiteral("cvlist.dat")));
+    EXPECT_EQ(snapshot(m_program), before);
+}
+
+// Kills at exact steps: a child dies by SIGKILL right before its n-th rename, the moment at
+// which each file of a save or an open changes from old to new.
+std::atomic<int> g_renames{0};
+std::atomic<int> g_killAtRename{-1};
+
+} // namespace
+} // namespace klangor
+
+extern "C" int rename(const char *from, const char *to)
+{
+    if (klangor::g_renames++ == klangor::g_killAtRename)
+        ::kill(::getpid(), SIGKILL);
+    return static_cast<int>(::syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 0));
+}
+
+namespace klangor {
+namespace {
+
+struct Kill
+{
+    int atRename = -1;                 // or
+    std::chrono::nanoseconds after{0}; // after this time, unless the work ended first
+};
+
+// Runs work in a child process and kills it as planned. Returns how many renames the child
+// made, or -1 when the kill came first.
+int runAndKill(const std::function<void()> &work, const Kill &kill)
+{
+    int done[2];
+    if (::pipe2(done, O_CLOEXEC) != 0)
+        return -1;
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::close(done[0]);
+        g_renames = 0;
+        g_killAtRename = kill.atRename;
+        work();
+        const int renames = g_renames;
+        [[maybe_unused]] const auto written = ::write(done[1], &renames, sizeof renames);
+        ::_exit(0);
+    }
+    ::close(done[1]);
+    pollfd end{done[0], POLLIN, 0};
+    const auto after =
+        kill.atRename >= 0 ? std::chrono::nanoseconds(std::chrono::seconds(60)) : kill.after;
+    const timespec limit{static_cast<time_t>(after.count() / 1000000000),
+                         static_cast<long>(after.count() % 1000000000)};
+    int renames = -1;
+    if (::ppoll(&end, 1, &limit, nullptr) <= 0 ||
+        ::read(done[0], &renames, sizeof renames) != sizeof renames)
+        renames = -1;
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ::close(done[0]);
+    return renames;
+}
+
+// A kill before each rename of the work, and as many more at random times.
+QList<Kill> killPlan(const std::function<void()> &work)
+{
+    const auto start = std::chrono::steady_clock::now();
+    const int renames = runAndKill(work, {-1, std::chrono::seconds(60)});
+    const auto whole = std::chrono::steady_clock::now() - start;
+    QList<Kill> plan;
+    for (int i = 0; i < renames; ++i)
+        plan.append(Kill{i, {}});
+    while (plan.size() < 200 && plan.size() < 2 * std::max(renames, 50))
+        plan.append(Kill{-1, std::chrono::nanoseconds(QRandomGenerator::global()->bounded(
+                                 static_cast<qint64>(whole.count() * 12 / 10) + 1))});
+    return plan;
+}
+
+void setFolder(const QString &folder, const QMap<QString, QByteArray> &files)
+{
+    QDir(folder).removeRecursively();
+    QDir().mkpath(folder);
+    for (auto it = files.begin(); it != files.end(); ++it)
+        writeFile(QDir(folder).filePath(it.key()), it.value());
+}
+
+TEST_F(ReliabilityTest, KillsDuringASaveLeaveTheOldProjectOrTheNewOne)
+{
+    for (int i = 0; i < 40; ++i)
+        ASSERT_TRUE(writeFile(program(QStringLiteral("%1.wav").arg(i)), wave16(60000, i)));
+    const QString project = program(QStringLiteral("lok.spj"));
+    CommandsFixture window(m_program);
+    window.host->names = namesUpTo(10, QStringLiteral("alt"));
+    window.saveAs(project);
+    const QByteArray oldProject = readFile(project);
+    window.host->names = namesUpTo(40, QStringLiteral("neu"));
+    window.host->path = project;
+    const auto save = [&] {
+        window.commands.Speichern();
+    };
+    const QList<Kill> plan = killPlan(save);
+    const QByteArray newProject = readFile(project);
+    ASSERT_NE(newProject, oldProject);
+    ASSERT_TRUE(window.host->messages.isEmpty());
+
+    int interrupted = 0;
+    for (int kill = 0; kill < plan.size(); ++kill) {
+        ASSERT_TRUE(writeFile(project, oldProject));
+        interrupted += runAndKill(save, plan[kill]) < 0;
+        recoverInterruptedWrites(m_program); // the next start
+        const QByteArray now = readFile(project);
+        ASSERT_TRUE(now == oldProject || now == newProject)
+            << "kill " << kill << ": " << now.size();
+        ASSERT_FALSE(leftovers(m_program)) << "kill " << kill;
+    }
+    EXPECT_GT(interrupted, plan.size() / 2);
+}
+
+TEST_F(ReliabilityTest, KillsDuringAnOpenLeaveTheOldFilesOrTheNewOnes)
+{
+    QTemporaryDir source;
+    for (int i = 0; i < 40; ++i)
+        ASSERT_TRUE(
+            writeFile(source.filePath(QStringLiteral("%1.wav").arg(i)), wave16(60000, 100 + i)));
+    CommandsFixture saver(source.path());
+    saver.host->names = namesUpTo(40, QStringLiteral("neu"));
+    saver.host->cv = QStringLiteral("CV neu");
+    const QString project = source.filePath(QStringLiteral("lok.spj"));
+    saver.saveAs(project);
+    ASSERT_TRUE(saver.host->messages.isEmpty());
+
+    QMap<QString, QByteArray> old;
+    for (int i = 0; i < 30; ++i)
+        old.insert(QStringLiteral("%1.wav").arg(i), "alt " + QByteArray::number(i));
+    old.insert(QStringLiteral("cvlist.dat"), "CV alt");
+    setFolder(m_program, old);
+    const auto oldFolder = snapshot(m_program);
+    CommandsFixture window(m_program);
+    const auto open = [&] {
+        window.open(project);
+    };
+    const QList<Kill> plan = killPlan(open);
+    const auto newFolder = snapshot(m_program);
+    ASSERT_NE(newFolder, oldFolder);
+
+    int interrupted = 0;
+    for (int kill = 0; kill < plan.size(); ++kill) {
+        setFolder(m_program, old);
+        interrupted += runAndKill(open, plan[kill]) < 0;
+        recoverInterruptedWrites(m_program);
+        const auto now = snapshot(m_program);
+        ASSERT_TRUE(now == oldFolder || now == newFolder) << "kill " << kill;
+    }
+    EXPECT_GT(interrupted, plan.size() / 2);
+}
+
+} // namespace
+} // namespace klangor

@@ -1,17 +1,17 @@
 #include "platform/safefile.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <atomic>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
 #include <QRandomGenerator>
 #include <sys/stat.h>
-#include <unistd.h>
 #include <thread>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -352,8 +352,8 @@ Status FileBatch::commit()
     }
     // Every staged file reaches the disk before the batch may be completed.
     {
-        Descriptor staging(::open(nativePath(m_staging).constData(),
-                                  O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        Descriptor staging(
+            ::open(nativePath(m_staging).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
         if (!staging.valid() || ::syncfs(staging.get()) != 0) {
             const int error = errno;
             discard();

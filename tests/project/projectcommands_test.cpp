@@ -99,7 +99,7 @@ TEST_F(ProjectCommandsTest, SaveWritesCvListAndSoundArrEvenWhenTheDialogIsCancel
 
 TEST_F(ProjectCommandsTest, SavedProjectOpensIntoAnotherFolderWithNamesSoundsAndCvList)
 {
-    const QByteArray sound = test::wave16(1000, 3);
+    const QByteArray sound = test::noise(1000, 3);
     ASSERT_TRUE(writeFile(program(QStringLiteral("1.wav")), sound));
     m_host.names.set(1, QStringLiteral("fahrt.wav"));
     m_host.names.set(87, QStringLiteral("unerreichbar"));

@@ -102,7 +102,7 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     ASSERT_TRUE(QDir().mkpath(m_program));
     CommandsFixture window(m_program);
     for (int i = 0; i < 4; ++i)
-        ASSERT_TRUE(writeFile(program(QStringLiteral("%1.wav").arg(i)), wave16(20000, i)));
+        ASSERT_TRUE(writeFile(program(QStringLiteral("%1.wav").arg(i)), noise(20000, i)));
     window.host->names = namesUpTo(4, QStringLiteral("alt"));
     window.host->cv = QStringLiteral("CV alt");
     const QString project = m_disk + QStringLiteral("/lok.spj");
@@ -116,7 +116,7 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     CommandsFixture other(elsewhere.path());
     for (int i = 0; i < 6; ++i)
         ASSERT_TRUE(
-            writeFile(elsewhere.filePath(QStringLiteral("%1.wav").arg(i)), wave16(60000, 10 + i)));
+            writeFile(elsewhere.filePath(QStringLiteral("%1.wav").arg(i)), noise(60000, 10 + i)));
     other.host->names = namesUpTo(6, QStringLiteral("neu"));
     other.saveAs(elsewhere.filePath(QStringLiteral("gross.spj")));
     ASSERT_TRUE(other.host->messages.isEmpty());
@@ -124,10 +124,7 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     fillDisk(64 * 1024);
     const SlotFileNames namesBefore = window.host->names;
 
-    // Saving a project that no longer fits.
-    window.host->names.set(40, QStringLiteral("mehr"));
-    ASSERT_TRUE(writeFile(program(QStringLiteral("40.wav")), QByteArray()));
-    window.host->calls.clear();
+    // Saving again: the new file cannot be written beside the old one.
     window.commands.Speichern();
     ASSERT_EQ(window.host->messages.size(), 1);
     EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("kein Platz mehr frei")))
@@ -135,8 +132,6 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     EXPECT_EQ(readFile(project), oldProject);
     EXPECT_FALSE(leftovers(m_disk));
     EXPECT_FALSE(leftovers(m_program));
-    QFile::remove(program(QStringLiteral("40.wav")));
-    window.host->names = namesBefore;
 
     // A CV list that does not fit leaves the old one.
     window.host->messages.clear();
@@ -169,7 +164,7 @@ TEST_F(ReliabilityTest, LinksAreReplacedAndTheirTargetsNeverTouched)
     for (const QString &name : linked) {
         const QString target = QDir(m_outside).filePath(name + QStringLiteral(".ziel"));
         if (name != QStringLiteral("sound.arr")) { // that one dangles
-            ASSERT_TRUE(writeFile(target, wave16(100, 1)));
+            ASSERT_TRUE(writeFile(target, noise(100, 1)));
             ASSERT_EQ(::chmod(native(target).constData(), 0444), 0);
         }
         ASSERT_EQ(::symlink(native(target).constData(), native(program(name)).constData()), 0);
@@ -190,7 +185,7 @@ TEST_F(ReliabilityTest, LinksAreReplacedAndTheirTargetsNeverTouched)
         EXPECT_TRUE(info.isFile() && !info.isSymLink()) << name.toStdString();
     }
     // The sound behind the link went into the project and came back as a file of its own.
-    EXPECT_EQ(readFile(program(QStringLiteral("5.wav"))), wave16(100, 1));
+    EXPECT_EQ(readFile(program(QStringLiteral("5.wav"))), noise(100, 1));
 }
 
 TEST_F(ReliabilityTest, CraftedProjectsChangeNothingOutsideTheProgramsOwnFiles)
@@ -383,7 +378,7 @@ void setFolder(const QString &folder, const QMap<QString, QByteArray> &files)
 TEST_F(ReliabilityTest, KillsDuringASaveLeaveTheOldProjectOrTheNewOne)
 {
     for (int i = 0; i < 40; ++i)
-        ASSERT_TRUE(writeFile(program(QStringLiteral("%1.wav").arg(i)), wave16(60000, i)));
+        ASSERT_TRUE(writeFile(program(QStringLiteral("%1.wav").arg(i)), noise(60000, i)));
     const QString project = program(QStringLiteral("lok.spj"));
     CommandsFixture window(m_program);
     window.host->names = namesUpTo(10, QStringLiteral("alt"));
@@ -417,7 +412,7 @@ TEST_F(ReliabilityTest, KillsDuringAnOpenLeaveTheOldFilesOrTheNewOnes)
     QTemporaryDir source;
     for (int i = 0; i < 40; ++i)
         ASSERT_TRUE(
-            writeFile(source.filePath(QStringLiteral("%1.wav").arg(i)), wave16(60000, 100 + i)));
+            writeFile(source.filePath(QStringLiteral("%1.wav").arg(i)), noise(60000, 100 + i)));
     CommandsFixture saver(source.path());
     saver.host->names = namesUpTo(40, QStringLiteral("neu"));
     saver.host->cv = QStringLiteral("CV neu");

@@ -61,7 +61,7 @@ TEST_F(SoundProjectTest, EmptyProjectHasEightyEightPlaceholdersThenSoundArrAndCv
 
 TEST_F(SoundProjectTest, FullLengthSoundTakesTheLongFormAndComesBackByteForByte)
 {
-    const QByteArray sound = test::wave16(test::FullSoundDataBytes, 5);
+    const QByteArray sound = test::noise(test::FullSoundBytes, 5);
     SlotFileNames names;
     names.set(5, QStringLiteral("bremsen.wav"));
     ASSERT_TRUE(writeFile(program(QStringLiteral("5.wav")), sound));
@@ -122,7 +122,7 @@ TEST(ParseProjectTest, DamagedProjectsAreRefusedWhole)
 {
     const QByteArray whole = projectBytes(plainRecords(emptyNames()));
     auto withLong = plainRecords(emptyNames());
-    withLong[0] = {"C:\\K\\0.wav", test::wave16(70000, 9)};
+    withLong[0] = {"C:\\K\\0.wav", test::noise(70000, 9)};
     const QByteArray longProject = projectBytes(withLong);
     const QList<std::pair<const char *, QByteArray>> cases = {
         {"empty file", QByteArray()},

@@ -1,6 +1,6 @@
 // Any bytes as a .spj file: reading must refuse or accept cleanly, and an accepted project may
 // only restore the program's own files.
-#include "project/soundproject.h"
+#include "project/soundprojectfile.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {

@@ -1,7 +1,7 @@
 // Any bytes opened as a whole project into a scratch program folder: whatever happens, nothing
 // may appear or change outside that folder, and inside it only the program's own files.
 #include "platform/safefile.h"
-#include "project/soundproject.h"
+#include "project/soundprojectfile.h"
 
 #include <QDir>
 #include <QDirIterator>
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     file.close();
     const QStringList before = entries(outside);
 
-    klangor::SaveSoundProjekt projects(program);
+    klangor::SoundProjectFile projects(program);
     const auto loaded = projects.readProject(project);
     if (loaded)
         (void)projects.restoreProject(loaded.value(), program);

@@ -121,12 +121,12 @@ int main(int argc, char **argv)
         dialogs.answer = projectFile;
         QElapsedTimer timer;
         timer.start();
-        commands.Speichernunter();
+        commands.saveAs();
         saves.push_back(milliseconds(timer));
 
         host.names = SlotFileNames();
         timer.restart();
-        commands.Offnen();
+        commands.open();
         opens.push_back(milliseconds(timer));
         if (host.failed || !(host.names == assigned)) {
             std::fprintf(stderr, "Projekt nicht wiederhergestellt\n");

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <QCoreApplication>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -250,6 +251,18 @@ QString systemReason(int errorNumber)
             .arg(errorNumber)
             .arg(QString::fromLocal8Bit(std::strerror(errorNumber)));
     }
+}
+
+void ClearReadOnly(const QString &path)
+{
+    // A link is left alone: its target may lie anywhere. Writing replaces the link itself.
+    struct stat st;
+    if (path.isEmpty() || ::lstat(nativePath(path).constData(), &st) != 0)
+        return;
+    if (S_ISREG(st.st_mode))
+        ::chmod(nativePath(path).constData(), (st.st_mode & 07777) | S_IWUSR);
+    if (QCoreApplication::instance())
+        QCoreApplication::processEvents();
 }
 
 Result<QByteArray> readRegularFile(const QString &path, qint64 maxBytes)

@@ -15,6 +15,11 @@ inline const QString SafeFilePrefix = QStringLiteral(".klangor-");
 // The reason the system gave for a failed file operation, in German.
 QString systemReason(int errorNumber);
 
+// Makes an existing regular file writable for its owner before the program replaces it, then
+// lets pending window events run once. Links are left alone: their target may lie anywhere.
+// Every failure is ignored.
+void ClearReadOnly(const QString &path);
+
 // Reads a regular file whole (a link is followed only to a regular file). FIFOs, devices and
 // folders are refused without waiting on them, and so is a file of more than maxBytes.
 Result<QByteArray> readRegularFile(const QString &path, qint64 maxBytes);

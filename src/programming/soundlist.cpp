@@ -1,7 +1,6 @@
 #include "programming/soundlist.h"
 
 #include "platform/safefile.h"
-#include "soundset/clearreadonly.h"
 
 #include <QDir>
 

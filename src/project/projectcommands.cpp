@@ -80,7 +80,7 @@ void ProjectCommands::saveProjectFile(const QString &projectPath)
                              SaveTitle, MessageIcon::None});
 }
 
-void ProjectCommands::Speichern()
+void ProjectCommands::save()
 {
     if (!writeWorkingLists())
         return;
@@ -88,10 +88,10 @@ void ProjectCommands::Speichern()
     if (!projectPath.isEmpty())
         saveProjectFile(projectPath);
     else
-        Speichernunter();
+        saveAs();
 }
 
-void ProjectCommands::Speichernunter()
+void ProjectCommands::saveAs()
 {
     QString chosen = m_dialogs.ShowSaveDialog(Filter, SaveTitle, m_host->programFolder());
     if (chosen.isEmpty())
@@ -139,7 +139,7 @@ Result<QString> ProjectCommands::restoredCvText(const LoadedProject &project) co
     return loadCvText(programFile(kCvList));
 }
 
-void ProjectCommands::Offnen()
+void ProjectCommands::open()
 {
     const QString chosen = m_dialogs.ShowOpenDialog(Filter, OpenTitle, m_host->programFolder());
     if (chosen.isEmpty())

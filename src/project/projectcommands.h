@@ -3,7 +3,7 @@
 #include "common/result.h"
 #include "platform/mousepointer.h"
 #include "project/projectdialogs.h"
-#include "project/soundproject.h"
+#include "project/soundprojectfile.h"
 #include "soundset/slotfilenames.h"
 
 #include <memory>
@@ -43,9 +43,10 @@ public:
 
     ProjectCommands(std::unique_ptr<ProjectHost> host, ProjectDialogs &dialogs);
 
-    void Offnen();
-    void Speichern();
-    void Speichernunter();
+    // "Öff&nen", "&Speichern" and "Speicher unter...".
+    void open();
+    void save();
+    void saveAs();
 
 private:
     QString programFile(const QString &name) const;
@@ -60,7 +61,7 @@ private:
 
     std::unique_ptr<ProjectHost> m_host;
     ProjectDialogs &m_dialogs;
-    SaveSoundProjekt m_projects;
+    SoundProjectFile m_projects;
 };
 
 } // namespace klangor

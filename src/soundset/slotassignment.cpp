@@ -1,7 +1,6 @@
 #include "soundset/slotassignment.h"
 
 #include "platform/safefile.h"
-#include "soundset/clearreadonly.h"
 #include "soundset/soundtable.h"
 
 #include <algorithm>

@@ -41,17 +41,17 @@ void Form1::setupProjects()
 
 void Form1::Offnen_Click()
 {
-    m_projects->Offnen();
+    m_projects->open();
 }
 
 void Form1::Speichern_Click()
 {
-    m_projects->Speichern();
+    m_projects->save();
 }
 
 void Form1::Speichernunter_Click()
 {
-    m_projects->Speichernunter();
+    m_projects->saveAs();
 }
 
 void Form1::Info_Click()

@@ -2,7 +2,7 @@
 // clear, reopen, switch the locomotive type, program, and cancel a second run.
 #include "platform/toolprocess.h"
 #include "programming/soundlist.h"
-#include "project/soundproject.h"
+#include "project/soundprojectfile.h"
 #include "support/fakes.h"
 #include "support/fakeservices.h"
 #include "support/standinfolder.h"
@@ -146,7 +146,7 @@ TEST_F(TypicalUse, AnEveningWithOneLocomotive)
     QString savedCv = cvText;
     savedCv.replace(QStringLiteral("\n"), QStringLiteral("\r\n"));
     EXPECT_EQ(readFile(m_folder.path(QStringLiteral("cvlist.dat"))), savedCv.toLatin1());
-    SaveSoundProjekt reader(m_folder.folder());
+    SoundProjectFile reader(m_folder.folder());
     const auto saved = reader.readProject(project + QStringLiteral(".spj"));
     ASSERT_TRUE(saved.ok());
     const ProjectRecords &records = saved.value().records;

@@ -68,7 +68,7 @@ TEST_F(ProjectCommandsTest, SaveAsAppliesTheExtensionAndProjectPathRules)
             for (const QString &name : QDir(folder.path()).entryList(QDir::Files))
                 QFile::remove(folder.filePath(name));
             window.dialogs.answers = {answer.isEmpty() ? QString() : folder.filePath(answer)};
-            menu == Save ? window.commands.Speichern() : window.commands.Speichernunter();
+            menu == Save ? window.commands.save() : window.commands.saveAs();
         }
         const QStringList written = QDir(folder.path()).entryList(QDir::Files);
         EXPECT_EQ(written, c.savedAs.isEmpty() ? QStringList() : QStringList{c.savedAs});
@@ -87,7 +87,7 @@ TEST_F(ProjectCommandsTest, SaveWritesCvListAndSoundArrEvenWhenTheDialogIsCancel
     m_host.names.set(0, QStringLiteral("anfahren.wav"));
     m_host.cv = QStringLiteral("CV1=1\nCV2=ä");
     m_window.dialogs.answers = {QString()};
-    m_window.commands.Speichern();
+    m_window.commands.save();
 
     EXPECT_EQ(readFile(program(QStringLiteral("cvlist.dat"))), QByteArray("CV1=1\r\nCV2=\xE4"));
     StringArray names;

@@ -137,12 +137,12 @@ struct CommandsFixture
     void open(const QString &project)
     {
         dialogs.answers = {project};
-        commands.Offnen();
+        commands.open();
     }
     void saveAs(const QString &project)
     {
         dialogs.answers = {project};
-        commands.Speichernunter();
+        commands.saveAs();
     }
 
     FakeProjectDialogs dialogs;

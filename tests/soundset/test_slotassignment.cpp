@@ -1,4 +1,4 @@
-#include "soundset/clearreadonly.h"
+#include "platform/safefile.h"
 #include "soundset/slotassignment.h"
 #include "support/fakes.h"
 #include "support/wavwriter.h"

@@ -1,6 +1,6 @@
 #include "platform/codepage.h"
 #include "project/arrayfile.h"
-#include "project/soundproject.h"
+#include "project/soundprojectfile.h"
 #include "projecttesthelpers.h"
 #include "support/wavwriter.h"
 
@@ -33,7 +33,7 @@ protected:
 
     QTemporaryDir m_program;
     QTemporaryDir m_projects;
-    SaveSoundProjekt m_saver{m_program.path()};
+    SoundProjectFile m_saver{m_program.path()};
 };
 
 TEST_F(SoundProjectTest, EmptyProjectHasEightyEightPlaceholdersThenSoundArrAndCvList)
@@ -82,7 +82,7 @@ TEST_F(SoundProjectTest, FullLengthSoundTakesTheLongFormAndComesBackByteForByte)
     QTemporaryDir other;
     ASSERT_TRUE(writeFile(other.filePath(QStringLiteral("5.wav")), QByteArray(200000, 'x')));
     ASSERT_TRUE(writeFile(other.filePath(QStringLiteral("7.wav")), "alt"));
-    SaveSoundProjekt opener(other.path());
+    SoundProjectFile opener(other.path());
     const Result<LoadedProject> loaded = opener.readProject(projectFile());
     ASSERT_TRUE(loaded);
     ASSERT_TRUE(opener.restoreProject(loaded.value(), other.path()));

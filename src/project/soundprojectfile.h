@@ -56,10 +56,10 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
 // Saves and opens sound projects (.spj): 90 records of name and data as counted strings,
 // nothing before or after them. Keeps the file list of the last save and the records of the
 // last project written or read.
-class SaveSoundProjekt
+class SoundProjectFile
 {
 public:
-    explicit SaveSoundProjekt(QString programFolder);
+    explicit SoundProjectFile(QString programFolder);
 
     // Collects the working files of the assigned sound numbers, placeholder.dat for the others,
     // sound.arr and cvlist.dat, and writes them as one project. All files are read before the

@@ -1,4 +1,4 @@
-#include "project/soundproject.h"
+#include "project/soundprojectfile.h"
 
 #include "platform/codepage.h"
 #include "platform/safefile.h"
@@ -147,11 +147,11 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
     return project;
 }
 
-SaveSoundProjekt::SaveSoundProjekt(QString programFolder)
+SoundProjectFile::SoundProjectFile(QString programFolder)
     : m_programFolder(std::move(programFolder))
 {}
 
-Status SaveSoundProjekt::SaveProject(const QString &projectPath, const SlotFileNames &names)
+Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileNames &names)
 {
     const QString folder = recordFolder(m_programFolder);
     const QDir dir(m_programFolder);
@@ -194,7 +194,7 @@ Status SaveSoundProjekt::SaveProject(const QString &projectPath, const SlotFileN
     return {};
 }
 
-Result<LoadedProject> SaveSoundProjekt::readProject(const QString &projectPath)
+Result<LoadedProject> SoundProjectFile::readProject(const QString &projectPath)
 {
     Result<QByteArray> bytes = readRegularFile(projectPath, MaxProjectBytes);
     if (!bytes)
@@ -208,7 +208,7 @@ Result<LoadedProject> SaveSoundProjekt::readProject(const QString &projectPath)
     return project;
 }
 
-Status SaveSoundProjekt::restoreProject(const LoadedProject &project, const QString &targetFolder)
+Status SoundProjectFile::restoreProject(const LoadedProject &project, const QString &targetFolder)
 {
     FileBatch batch(targetFolder);
     Status done = batch.stage(project.files);

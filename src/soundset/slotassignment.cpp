@@ -2,6 +2,7 @@
 
 #include "platform/safefile.h"
 #include "soundset/soundtable.h"
+#include "soundset/wavefolder.h"
 
 #include <algorithm>
 #include <QDir>
@@ -33,13 +34,8 @@ QString pathInFolder(const QString &folder, const QString &name)
     return folder + QLatin1Char('/') + name;
 }
 
-bool hasWaveExtension(const QString &name)
-{
-    return name.right(4).toUpper() == QStringLiteral(".WAV");
-}
-
-SlotAssigner::SlotAssigner(QString programFolder, WaveChecker &checker, MessagePresenter &messages)
-    : m_programFolder(std::move(programFolder)), m_checker(checker), m_messages(messages)
+SlotAssigner::SlotAssigner(QString programFolder, WaveChecker &checker)
+    : m_programFolder(std::move(programFolder)), m_checker(checker)
 {}
 
 QString SlotAssigner::workingFilePath(int soundNumber) const
@@ -47,11 +43,11 @@ QString SlotAssigner::workingFilePath(int soundNumber) const
     return QDir(m_programFolder).filePath(workingFileName(soundNumber));
 }
 
-AssignOutcome SlotAssigner::assign(SlotFileNames &names, int soundNumber, const QString &slotText,
-                                   const QString &sourcePath, AssignWay way)
+Status SlotAssigner::assign(SlotFileNames &names, int soundNumber, const QString &slotText,
+                            const QString &sourcePath, AssignWay way)
 {
-    if (m_checker.CheckWaveFile(sourcePath) != 0)
-        return AssignOutcome::Refused;
+    if (Status checked = m_checker.CheckWaveFile(sourcePath); !checked)
+        return checked;
 
     const QString target = workingFilePath(soundNumber);
     if (way == AssignWay::DoubleClick)
@@ -61,15 +57,15 @@ AssignOutcome SlotAssigner::assign(SlotFileNames &names, int soundNumber, const 
     names.set(soundNumber, slotText);
     const Status copied = copyReplacing(sourcePath, target);
     if (copied)
-        return AssignOutcome::Taken;
+        return {};
 
     // The slot must not claim a sound that did not arrive.
     names.set(soundNumber, previous);
-    m_messages.show({QStringLiteral("Die Sound-Datei konnte nicht als \"%1\" in den Programmordner "
-                                    "kopiert werden. %2 Der Slot bleibt unverändert.")
-                         .arg(workingFileName(soundNumber), copied.error().text),
-                     QStringLiteral("Kopieren fehlgeschlagen"), MessageIcon::Critical});
-    return AssignOutcome::CopyFailed;
+    return UserMessage{
+        QStringLiteral("Die Sound-Datei konnte nicht als \"%1\" in den Programmordner "
+                       "kopiert werden. %2 Der Slot bleibt unverändert.")
+            .arg(workingFileName(soundNumber), copied.error().text),
+        QStringLiteral("Kopieren fehlgeschlagen")};
 }
 
 DropPayload dropPayloadFrom(const QMimeData &mime)

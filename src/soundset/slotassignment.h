@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/messagebox.h"
+#include "common/result.h"
 #include "soundset/slotfilenames.h"
 #include "soundset/wavecheck.h"
 
@@ -16,13 +16,6 @@ enum class AssignWay
     Drop
 };
 
-enum class AssignOutcome
-{
-    Taken,      // name recorded, working file replaced
-    Refused,    // the check refused the file; nothing changed
-    CopyFailed, // the copy failed; the name and the old working file are as they were
-};
-
 // Joins a name from the file list or dropped text to the browsed folder, the way the
 // window always has: folder, separator, name, nothing resolved.
 QString pathInFolder(const QString &folder, const QString &name);
@@ -32,17 +25,18 @@ QString pathInFolder(const QString &folder, const QString &name);
 class SlotAssigner
 {
 public:
-    SlotAssigner(QString programFolder, WaveChecker &checker, MessagePresenter &messages);
+    SlotAssigner(QString programFolder, WaveChecker &checker);
 
-    AssignOutcome assign(SlotFileNames &names, int soundNumber, const QString &slotText,
-                         const QString &sourcePath, AssignWay way);
+    // On a refusal or a failed copy the name and the old working file stay as they were,
+    // and the result tells why.
+    Status assign(SlotFileNames &names, int soundNumber, const QString &slotText,
+                  const QString &sourcePath, AssignWay way);
 
     QString workingFilePath(int soundNumber) const;
 
 private:
     QString m_programFolder;
     WaveChecker &m_checker;
-    MessagePresenter &m_messages;
 };
 
 // What a drop offers, in the two forms the slots understand.
@@ -64,7 +58,5 @@ struct DropChoice
 // Text first (a name in the browsed folder), then the first file of a file list when it ends
 // in ".wav" in any letter case; nullopt when the drop brings no WAV file.
 std::optional<DropChoice> chooseDrop(const DropPayload &payload, const QString &browseFolder);
-
-bool hasWaveExtension(const QString &name);
 
 } // namespace klangor

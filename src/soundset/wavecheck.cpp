@@ -41,9 +41,7 @@ std::optional<UserMessage> judgeWaveHeader(const QByteArray &header, double leng
     return std::nullopt;
 }
 
-WaveChecker::WaveChecker(WaveAudioDevice &device, MessagePresenter &messages)
-    : m_device(device), m_messages(messages)
-{}
+WaveChecker::WaveChecker(WaveAudioDevice &device) : m_device(device) {}
 
 double WaveChecker::GetWaveLength(const QString &shortPath)
 {
@@ -53,7 +51,7 @@ double WaveChecker::GetWaveLength(const QString &shortPath)
     return static_cast<double>(*ms) / 1000.0;
 }
 
-quint8 WaveChecker::CheckWaveFile(const QString &path)
+Status WaveChecker::CheckWaveFile(const QString &path)
 {
     // Measured first, for every file, also one the header tests will refuse.
     const double length = GetWaveLength(shortPathName(path));
@@ -63,11 +61,9 @@ quint8 WaveChecker::CheckWaveFile(const QString &path)
     if (QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly))
         header = file.read(HeaderBytes);
 
-    if (const auto message = judgeWaveHeader(header, length)) {
-        m_messages.show(*message);
-        return 1;
-    }
-    return 0;
+    if (auto message = judgeWaveHeader(header, length))
+        return std::move(*message);
+    return {};
 }
 
 } // namespace klangor

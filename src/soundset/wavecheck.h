@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/messagebox.h"
+#include "common/result.h"
 #include "platform/waveaudiodevice.h"
 
 #include <optional>
@@ -17,20 +17,19 @@ inline constexpr double UnknownWaveLength = -1.0;
 // the measured length; nullopt when the file is accepted.
 std::optional<UserMessage> judgeWaveHeader(const QByteArray &header, double lengthSeconds);
 
-// Judges WAV files against the decoder's rules and tells the user the first rule a file breaks.
+// Judges WAV files against the decoder's rules.
 class WaveChecker
 {
 public:
-    WaveChecker(WaveAudioDevice &device, MessagePresenter &messages);
+    explicit WaveChecker(WaveAudioDevice &device);
 
-    // 0 when the file is accepted, 1 when refused (the refusal has been shown).
-    quint8 CheckWaveFile(const QString &path);
+    // The message of the first rule the file breaks.
+    Status CheckWaveFile(const QString &path);
     // Seconds, or -1 when the device cannot open the file.
     double GetWaveLength(const QString &shortPath);
 
 private:
     WaveAudioDevice &m_device;
-    MessagePresenter &m_messages;
 };
 
 } // namespace klangor

@@ -1,12 +1,15 @@
 #include "soundset/wavefolder.h"
 
-#include "soundset/slotassignment.h"
-
 #include <algorithm>
 #include <QDir>
 #include <QFileInfo>
 
 namespace klangor {
+
+bool hasWaveExtension(const QString &name)
+{
+    return name.right(4).toUpper() == QStringLiteral(".WAV");
+}
 
 std::optional<QStringList> listWaveFiles(const QString &folder)
 {

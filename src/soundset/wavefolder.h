@@ -10,4 +10,7 @@ namespace klangor {
 // are ".WAV"; files only, sorted alphabetically. nullopt when the folder cannot be read.
 std::optional<QStringList> listWaveFiles(const QString &folder);
 
+// ".wav" in any letter case.
+bool hasWaveExtension(const QString &name);
+
 } // namespace klangor

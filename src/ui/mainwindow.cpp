@@ -94,9 +94,8 @@ Form1::Form1(const Form1Services &services, QWidget *parent)
     : QMainWindow(parent), m_services(services)
 {
     initKlangorResources();
-    m_checker = std::make_unique<WaveChecker>(*m_services.waveDevice, *m_services.messages);
-    m_assigner =
-        std::make_unique<SlotAssigner>(m_services.programFolder, *m_checker, *m_services.messages);
+    m_checker = std::make_unique<WaveChecker>(*m_services.waveDevice);
+    m_assigner = std::make_unique<SlotAssigner>(m_services.programFolder, *m_checker);
 
     setWindowTitle(QStringLiteral("Klangor"));
     // Fixed single border: can be minimized, not resized or maximized.
@@ -366,10 +365,11 @@ void Form1::assignToSlot(int k, const QString &slotText, const QString &sourcePa
     const QString previous = slot(k)->text();
     slot(k)->setText(slotText); // stays visible while the check runs
     slot(k)->repaint();
-    const AssignOutcome outcome =
-        m_assigner->assign(m_slotFileNames, number, slotText, sourcePath, way);
-    if (outcome != AssignOutcome::Taken)
+    const Status taken = m_assigner->assign(m_slotFileNames, number, slotText, sourcePath, way);
+    if (!taken) {
+        m_services.messages->show(taken.error()); // the new name shows until the box is closed
         slot(k)->setText(previous);
+    }
 }
 
 void Form1::Slot_DblClick(int k)

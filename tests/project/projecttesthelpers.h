@@ -2,8 +2,8 @@
 
 #include "project/projectcommands.h"
 #include "support/fakes.h"
+#include "support/printers.h"
 
-#include <ostream>
 #include <QByteArray>
 #include <QDir>
 #include <QDirIterator>
@@ -13,12 +13,6 @@
 #include <QRandomGenerator>
 #include <QString>
 #include <QtEndian>
-
-// Readable QStrings in test failure output.
-inline void PrintTo(const QString &text, std::ostream *os)
-{
-    *os << '"' << text.toStdString() << '"';
-}
 
 namespace klangor::test {
 

@@ -1,5 +1,6 @@
 #include "soundset/wavecheck.h"
 #include "support/fakes.h"
+#include "support/printers.h"
 #include "support/wavwriter.h"
 
 #include <gtest/gtest.h>

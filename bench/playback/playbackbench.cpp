@@ -12,11 +12,13 @@
 #include <optional>
 #include <QCoreApplication>
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QThread>
+#include <QTimer>
 #include <sys/prctl.h>
 #include <vector>
 
@@ -387,14 +389,20 @@ int runPass(const QString &pass)
 
     bool ok = true;
     {
+        // The service plays on the event loop of this thread, as in the window.
+        const auto runEventLoop = [](int ms) {
+            QEventLoop events;
+            QTimer::singleShot(ms, &events, &QEventLoop::quit);
+            events.exec();
+        };
         const auto service = klangor::createSystemSoundService(programFolder);
         service->PlaySoundWait(QStringLiteral("1.wav"));
         service->PlaySoundWait(QStringLiteral("2.wav"));
-        QThread::msleep(500);
+        runEventLoop(500);
         service->PlaySoundLoop(loopPath);
-        QThread::msleep(1400);
-        service->StopSound(QByteArray(60, '\0'));
-        QThread::msleep(400);
+        runEventLoop(1400);
+        service->StopSound();
+        runEventLoop(400);
     }
     QThread::msleep(200);
     recorder.terminate();

@@ -1,21 +1,11 @@
 #include "platform/waveaudiodevice.h"
 
+#include "common/riffchunks.h"
+
 #include <QFile>
 #include <QtEndian>
 
 namespace klangor {
-
-namespace {
-
-std::optional<quint32> readLe32(QIODevice &device)
-{
-    char bytes[4];
-    if (device.read(bytes, 4) != 4)
-        return std::nullopt;
-    return qFromLittleEndian<quint32>(bytes);
-}
-
-} // namespace
 
 std::optional<qint64> measureRiffWaveMilliseconds(QIODevice &device)
 {
@@ -24,31 +14,22 @@ std::optional<qint64> measureRiffWaveMilliseconds(QIODevice &device)
         return std::nullopt;
 
     std::optional<quint32> avgBytesPerSecond;
-    while (!device.atEnd()) {
-        const QByteArray id = device.read(4);
-        const auto size = readLe32(device);
-        if (id.size() != 4 || !size)
-            break;
-        const qint64 bodyStart = device.pos();
-        if (id == "fmt ") {
-            if (*size < 16)
+    RiffChunks chunks(device);
+    while (const auto chunk = chunks.next()) {
+        if (chunk->id == "fmt ") {
+            if (chunk->size < 16)
                 return std::nullopt;
             const QByteArray fmt = device.read(16);
             if (fmt.size() != 16)
                 return std::nullopt;
             avgBytesPerSecond = qFromLittleEndian<quint32>(fmt.constData() + 8);
-        } else if (id == "data") {
+        } else if (chunk->id == "data") {
             if (!avgBytesPerSecond || *avgBytesPerSecond == 0)
                 return std::nullopt;
             // A data chunk cut short counts only the bytes that are really there.
-            const qint64 available = device.size() - bodyStart;
-            const qint64 dataBytes = std::min<qint64>(*size, std::max<qint64>(available, 0));
+            const qint64 dataBytes = chunk->cut ? device.size() - chunk->bodyOffset : chunk->size;
             return dataBytes * 1000 / *avgBytesPerSecond;
         }
-        // Chunks are word aligned: an odd-sized chunk is followed by one pad byte.
-        const qint64 next = bodyStart + *size + (*size & 1u);
-        if (next > device.size() || !device.seek(next))
-            break;
     }
     return std::nullopt;
 }
@@ -59,12 +40,6 @@ std::optional<qint64> RiffWaveAudioDevice::lengthMilliseconds(const QString &pat
     if (!file.open(QIODevice::ReadOnly))
         return std::nullopt;
     return measureRiffWaveMilliseconds(file);
-}
-
-QString shortPathName(const QString &path)
-{
-    // No 8.3 names here: the device takes the long path as it is.
-    return path;
 }
 
 } // namespace klangor

@@ -27,7 +27,4 @@ public:
     std::optional<qint64> lengthMilliseconds(const QString &path) override;
 };
 
-// The short (8.3) form of an existing path; the path unchanged where there is none.
-QString shortPathName(const QString &path);
-
 } // namespace klangor

@@ -1,11 +1,16 @@
 #include "playback/framesource.h"
 
-#include "playback/pcmconvert.h"
-
 #include <algorithm>
 #include <cstring>
 
 namespace klangor {
+
+FrameSource::FrameSource()
+{
+    // Unbuffered: QIODevice must not read ahead, or a dropped sound would linger in its buffer
+    // and tickets would count as handed over before the output has taken their frames.
+    open(QIODevice::ReadOnly | QIODevice::Unbuffered);
+}
 
 FrameSource::Ticket FrameSource::play(std::shared_ptr<const PcmSound> sound, bool loop)
 {
@@ -17,67 +22,61 @@ FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, 
 {
     const Ticket ticket = m_nextTicket++;
     // A sound without frames is over at once; looping it would spin forever.
-    if (sound && sound->frameCount() > 0)
+    if (sound && sound->frameCount() > 0) {
         m_items.push_back({std::move(sound), loop, 0, ticket});
+        emit readyRead();
+    }
     return ticket;
 }
 
 void FrameSource::clear()
 {
     m_items.clear();
-}
-
-std::optional<PcmFormat> FrameSource::headFormat() const
-{
-    if (m_items.empty())
-        return std::nullopt;
-    return m_items.front().sound->format;
-}
-
-bool FrameSource::headStarted() const
-{
-    return !m_items.empty() && m_items.front().position > 0;
-}
-
-void FrameSource::convertHead(const PcmFormat &format)
-{
-    if (m_items.empty() || headStarted() || m_items.front().sound->format == format)
-        return;
-    auto converted = std::make_shared<const PcmSound>(convertPcm(*m_items.front().sound, format));
-    if (converted->frameCount() == 0)
-        m_items.pop_front();
-    else
-        m_items.front().sound = std::move(converted);
-}
-
-qint64 FrameSource::read(qint16 *out, qint64 maxFrames)
-{
-    if (m_items.empty())
-        return 0;
-    const PcmFormat format = m_items.front().sound->format;
-    const int channels = format.channels;
-    qint64 done = 0;
-    while (done < maxFrames && !m_items.empty() && m_items.front().sound->format == format) {
-        Item &item = m_items.front();
-        const qint64 frames = item.sound->frameCount();
-        const qint64 n = std::min(maxFrames - done, frames - item.position);
-        std::memcpy(out + done * channels, item.sound->samples.data() + item.position * channels,
-                    static_cast<std::size_t>(n * channels) * sizeof(qint16));
-        item.position += n;
-        done += n;
-        if (item.position == frames) {
-            if (item.loop)
-                item.position = 0;
-            else
-                m_items.pop_front();
-        }
-    }
-    return done;
+    emit handedOver();
 }
 
 bool FrameSource::isHandedOver(Ticket ticket) const
 {
     return m_items.empty() || m_items.front().ticket > ticket;
+}
+
+qint64 FrameSource::bytesAvailable() const
+{
+    qint64 samples = 0;
+    for (const Item &item : m_items)
+        samples += static_cast<qint64>(item.sound->samples.size()) - item.position;
+    return samples * 2 + QIODevice::bytesAvailable();
+}
+
+qint64 FrameSource::readData(char *data, qint64 maxSize)
+{
+    if (m_items.empty())
+        return 0;
+    // Whole frames only: the output's format has the queued sounds' channel count.
+    const int channels = m_items.front().sound->format.channels;
+    const qint64 wanted = maxSize / 2 / channels * channels;
+    qint64 done = 0;
+    bool finished = false;
+    while (done < wanted && !m_items.empty()) {
+        Item &item = m_items.front();
+        const auto total = static_cast<qint64>(item.sound->samples.size());
+        const qint64 n = std::min(wanted - done, total - item.position);
+        std::memcpy(data + done * 2, item.sound->samples.data() + item.position,
+                    static_cast<std::size_t>(n) * 2);
+        item.position += n;
+        done += n;
+        if (item.position == total) {
+            if (item.loop) {
+                item.position = 0;
+            } else {
+                m_items.pop_front();
+                finished = true;
+            }
+        }
+    }
+    if (finished)
+        emit handedOver();
+    return done * 2;
 }
 
 } // namespace klangor

@@ -1,48 +1,39 @@
 #pragma once
 
 #include "playback/audiooutput.h"
+#include "playback/framesource.h"
 #include "playback/pcmsound.h"
 
-#include <functional>
 #include <memory>
 
 namespace klangor {
 
-// Plays one sound at a time on a worker thread that pushes frames into an AudioOutput.
-// Starting a sound drops whatever plays; sounds given to playAndWait one after another
-// join without a gap. All methods are called from one thread (the window's).
+// Plays one sound at a time: the output pulls the frames from a FrameSource on this thread's
+// event loop. Starting a sound drops whatever plays; sounds given to playAndWait one after
+// another join without a gap.
 class PlaybackEngine
 {
 public:
-    // Runs on the worker thread; nullptr means there is no output and the engine stays mute.
-    using OutputFactory = std::function<std::unique_ptr<AudioOutput>()>;
-
-    explicit PlaybackEngine(OutputFactory factory);
-    ~PlaybackEngine();
-    PlaybackEngine(const PlaybackEngine &) = delete;
-    PlaybackEngine &operator=(const PlaybackEngine &) = delete;
+    // Without an output the engine stays silent and every call returns at once.
+    explicit PlaybackEngine(std::unique_ptr<AudioOutput> output);
 
     // Drops what plays and starts the sound; returns at once.
     void play(std::shared_ptr<const PcmSound> sound, bool loop);
     // Plays the sound right behind the one of the previous playAndWait (or, after anything
-    // else, in its place) and returns once its last frame has been handed to the output, so
-    // that the next one can follow seamlessly. Returns early when the output is missing.
+    // else, in its place) and returns once the output has taken its last frame, so that the
+    // next one can follow seamlessly. Runs the event loop meanwhile, without user input.
     void playAndWait(std::shared_ptr<const PcmSound> sound);
     // Drops what plays; nothing more is heard.
     void stop();
 
-    // False once the output turned out missing or broke down.
-    bool isAudible() const;
-
 private:
-    struct Shared;
-    class Worker;
-    class Thread;
-    void wakeWorker();
+    FrameSource::Ticket start(std::shared_ptr<const PcmSound> sound, bool loop, int bufferMs);
 
-    std::shared_ptr<Shared> m_shared;
-    std::unique_ptr<Thread> m_thread;
-    Worker *m_worker = nullptr;
+    std::unique_ptr<AudioOutput> m_output;
+    FrameSource m_source;
+    PcmFormat m_format;      // what the output was opened with
+    bool m_chaining = false; // a group is being played: its next sound joins the stream
+    FrameSource::Ticket m_lastWait = 0;
 };
 
 } // namespace klangor

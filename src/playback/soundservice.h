@@ -1,6 +1,5 @@
 #pragma once
 
-#include <QByteArray>
 #include <QString>
 
 namespace klangor {
@@ -19,8 +18,8 @@ public:
     // Plays a working file given by its bare name ("3.wav", found in the program folder) and
     // returns when it has ended; the next sound may follow without a gap.
     virtual void PlaySoundWait(const QString &bareName) = 0;
-    // Stops the playing sound by playing the empty placeholder image; nothing audible follows.
-    virtual void StopSound(const QByteArray &placeholderWave) = 0;
+    // Stops the playing sound; nothing audible follows.
+    virtual void StopSound() = 0;
 };
 
 } // namespace klangor

@@ -1,9 +1,9 @@
 #include "playback/systemsoundservice.h"
 
-#include "playback/qtaudiooutput.h"
 #include "playback/wavedecoder.h"
 
 #include <QAudioDevice>
+#include <QAudioSink>
 #include <QDir>
 #include <QMediaDevices>
 
@@ -11,15 +11,53 @@ namespace klangor {
 
 namespace {
 
-// What the output holds ahead of the ear. PlaySoundWait hands over its last frame this long
-// before the sound ends, which leaves the next one ample time to queue up.
-constexpr int outputBufferMs = 100;
+QAudioFormat int16Format(const PcmFormat &format)
+{
+    QAudioFormat audioFormat;
+    audioFormat.setSampleRate(format.sampleRate);
+    audioFormat.setChannelCount(format.channels);
+    audioFormat.setSampleFormat(QAudioFormat::Int16);
+    return audioFormat;
+}
+
+// A QAudioSink in pull mode, as in Qt's audio output example; one sink per format.
+class QtAudioOutput final : public AudioOutput
+{
+public:
+    explicit QtAudioOutput(QAudioDevice device) : m_device(std::move(device)) {}
+    ~QtAudioOutput() override { stop(); }
+
+    bool start(QIODevice *source, const PcmFormat &format, int bufferMs) override
+    {
+        if (!m_sink || m_format != format) {
+            stop();
+            // The sink spins the event loop while it is destroyed: not inside a handler.
+            if (m_sink)
+                m_sink.release()->deleteLater();
+            m_sink = std::make_unique<QAudioSink>(m_device, int16Format(format));
+            m_format = format;
+        }
+        m_sink->setBufferSize(2LL * format.channels * format.sampleRate * bufferMs / 1000);
+        m_sink->start(source);
+        return m_sink->error() == QAudio::NoError && m_sink->state() != QAudio::StoppedState;
+    }
+
+    void stop() override
+    {
+        if (m_sink)
+            m_sink->stop();
+    }
+
+private:
+    QAudioDevice m_device;
+    std::unique_ptr<QAudioSink> m_sink;
+    PcmFormat m_format;
+};
 
 } // namespace
 
-SystemSoundService::SystemSoundService(QString programFolder,
-                                       PlaybackEngine::OutputFactory outputFactory)
-    : m_programFolder(std::move(programFolder)), m_engine(std::move(outputFactory))
+SystemSoundService::SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output)
+    : m_programFolder(std::move(programFolder)), m_engine(std::move(output))
 {}
 
 void SystemSoundService::PlaySoundOnce(const QString &path)
@@ -34,26 +72,22 @@ void SystemSoundService::PlaySoundLoop(const QString &path)
 
 void SystemSoundService::PlaySoundWait(const QString &bareName)
 {
-    const QString path = QDir(m_programFolder).filePath(bareName);
-    m_engine.playAndWait(loadSoundOrDefault(path));
+    m_engine.playAndWait(loadSoundOrDefault(QDir(m_programFolder).filePath(bareName)));
 }
 
-void SystemSoundService::StopSound(const QByteArray &)
+void SystemSoundService::StopSound()
 {
-    // The placeholder holds no samples: playing it is silence, and that is all it is for.
     m_engine.stop();
 }
 
 std::unique_ptr<SoundService> createSystemSoundService(const QString &programFolder)
 {
-    // Asked once on this thread; without a device the engine stays mute from the start.
+    // Without a device the engine has no output and stays silent.
     const QAudioDevice device = QMediaDevices::defaultAudioOutput();
-    PlaybackEngine::OutputFactory factory = [device]() -> std::unique_ptr<AudioOutput> {
-        if (device.isNull())
-            return nullptr;
-        return std::make_unique<QtAudioOutput>(device, outputBufferMs);
-    };
-    return std::make_unique<SystemSoundService>(programFolder, std::move(factory));
+    std::unique_ptr<AudioOutput> output;
+    if (!device.isNull())
+        output = std::make_unique<QtAudioOutput>(device);
+    return std::make_unique<SystemSoundService>(programFolder, std::move(output));
 }
 
 } // namespace klangor

@@ -10,14 +10,12 @@ namespace klangor {
 class SystemSoundService final : public SoundService
 {
 public:
-    SystemSoundService(QString programFolder, PlaybackEngine::OutputFactory outputFactory);
+    SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output);
 
     void PlaySoundOnce(const QString &path) override;
     void PlaySoundLoop(const QString &path) override;
     void PlaySoundWait(const QString &bareName) override;
-    void StopSound(const QByteArray &placeholderWave) override;
-
-    bool isAudible() const { return m_engine.isAudible(); }
+    void StopSound() override;
 
 private:
     QString m_programFolder;

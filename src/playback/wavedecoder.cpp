@@ -1,11 +1,11 @@
 #include "playback/wavedecoder.h"
 
+#include "common/riffchunks.h"
 #include "playback/defaultsound.h"
 
 #include <algorithm>
 #include <cmath>
 #include <QFile>
-#include <QtEndian>
 #include <sndfile.h>
 #include <vector>
 
@@ -26,21 +26,11 @@ bool dataChunkIsCut(const QString &path)
     const QByteArray header = file.read(12);
     if (header.size() < 12 || !header.startsWith("RIFF") || header.mid(8, 4) != "WAVE")
         return false; // RF64 and friends: left to libsndfile
-    qint64 offset = 12;
-    const qint64 fileSize = file.size();
-    while (offset + 8 <= fileSize) {
-        file.seek(offset);
-        const QByteArray chunk = file.read(8);
-        if (chunk.size() < 8)
-            return true;
-        const quint32 size = qFromLittleEndian<quint32>(chunk.constData() + 4);
-        if (chunk.startsWith("data")) {
+    RiffChunks chunks(file);
+    while (const auto chunk = chunks.next()) {
+        if (chunk->id == "data")
             // 0 and 0xFFFFFFFF are what streaming writers leave behind: no claim made.
-            if (size == 0 || size == 0xFFFFFFFFu)
-                return false;
-            return static_cast<qint64>(size) > fileSize - (offset + 8);
-        }
-        offset += 8 + static_cast<qint64>(size) + (size & 1u);
+            return chunk->size != 0 && chunk->size != 0xFFFFFFFFu && chunk->cut;
     }
     return true;
 }

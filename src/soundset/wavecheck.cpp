@@ -54,7 +54,7 @@ double WaveChecker::GetWaveLength(const QString &shortPath)
 Status WaveChecker::CheckWaveFile(const QString &path)
 {
     // Measured first, for every file, also one the header tests will refuse.
-    const double length = GetWaveLength(shortPathName(path));
+    const double length = GetWaveLength(path);
 
     QByteArray header;
     QFile file(path);

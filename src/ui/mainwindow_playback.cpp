@@ -34,7 +34,7 @@ void Form1::Test_Click(int k)
     if (slot(k)->text().isEmpty())
         return;
     if (test(k)->text() == StopCaption) {
-        m_services.sound->StopSound(m_placeholderWave);
+        m_services.sound->StopSound();
         test(k)->setText(LoopCaption);
         setMousePointer(MousePointer::Default);
         return;
@@ -50,7 +50,7 @@ void Form1::Test_Click(int k)
 void Form1::Loeschen_Click(int k)
 {
     if (test(k)->text() == StopCaption) {
-        m_services.sound->StopSound(m_placeholderWave);
+        m_services.sound->StopSound();
         test(k)->setText(LoopCaption);
         setMousePointer(MousePointer::Default);
     }

@@ -133,7 +133,7 @@ TEST_F(TypicalUse, AnEveningWithOneLocomotive)
     EXPECT_EQ(w.mousePointer(), MousePointer::Default);
     EXPECT_EQ(m_sound.calls,
               (QStringList{QStringLiteral("loop:") + m_folder.path(QStringLiteral("38.wav")),
-                           QStringLiteral("stop:60")}));
+                           QStringLiteral("stop")}));
 
     // Save under a name typed without extension: the first "Speichern" asks for it.
     w.cv()->setPlainText(w.cv()->toPlainText() + QStringLiteral("; meine V 100"));

@@ -2,70 +2,89 @@
 
 #include "playback/audiooutput.h"
 
-#include <functional>
 #include <memory>
-#include <QElapsedTimer>
-#include <QMutex>
+#include <QIODevice>
+#include <QTimer>
 #include <vector>
 
 namespace klangor::test {
 
-// What the fake output heard: one segment per opening, in order.
+// A sound whose samples are distinct (a ramp from start), so any dropped, doubled or inserted
+// sample shows.
+inline std::shared_ptr<const PcmSound> rampSound(qint64 frames, qint16 start, int channels = 1)
+{
+    auto sound = std::make_shared<PcmSound>();
+    sound->format = {11025, channels};
+    for (qint64 i = 0; i < frames * channels; ++i)
+        sound->samples.push_back(static_cast<qint16>(start + i));
+    return sound;
+}
+
+// What the fake output took: one segment per start, in order.
 struct OutputRecording
 {
-    mutable QMutex mutex;
     std::vector<std::vector<qint16>> segments;
-    std::vector<PcmFormat> formats;
-    int closes = 0;
-    qint64 writes = 0;
-    int underruns = 0; // frames arrived after the buffer had run empty
+    bool pulling = false;
 
-    std::vector<qint16> lastSegment() const;
-    std::size_t openings() const;
-    qint64 totalWrites() const;
-    int underrunCount() const;
-    int closeCount() const;
+    std::size_t lastSize() const { return segments.empty() ? 0 : segments.back().size(); }
 };
 
-// An output that plays in simulated real time (speed times faster): its buffer empties at
-// the format's rate and takes new frames as room comes free. Records every written frame.
+struct FakeOutputOptions
+{
+    bool failsToOpen = false;
+    bool stalled = false; // opens but never takes a frame
+};
+
+// Pulls like QAudioSink: a chunk per turn of the event loop and, after an empty read, again
+// only once the source emits readyRead. Records every sample it takes.
 class FakeAudioOutput final : public AudioOutput
 {
 public:
-    struct Options
+    explicit FakeAudioOutput(OutputRecording &recording, FakeOutputOptions options = {})
+        : m_recording(recording), m_options(std::move(options))
     {
-        qint64 capacityFrames = 1102; // about 100 ms at 11025 Hz
-        double speed = 4.0;
-        bool stalled = false; // never takes a frame
-        bool failsToOpen = false;
-        std::vector<PcmFormat> supported; // empty: every format
-    };
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { pull(); });
+    }
 
-    FakeAudioOutput(std::shared_ptr<OutputRecording> recording, Options options);
-
-    PcmFormat bestFormat(const PcmFormat &wanted) const override;
-    bool open(const PcmFormat &format) override;
-    void close() override;
-    bool isOpen() const override { return m_open; }
-    PcmFormat format() const override { return m_format; }
-    bool hasFailed() const override { return false; }
-    qint64 framesFree() override;
-    qint64 capacityFrames() const override { return m_options.capacityFrames; }
-    qint64 write(const qint16 *samples, qint64 frames) override;
+    bool start(QIODevice *source, const PcmFormat &, int) override
+    {
+        stop();
+        if (m_options.failsToOpen)
+            return false;
+        m_recording.segments.emplace_back();
+        m_recording.pulling = !m_options.stalled;
+        m_source = source;
+        m_wake = QObject::connect(source, &QIODevice::readyRead, &m_timer, [this] {
+            if (m_recording.pulling)
+                m_timer.start(0);
+        });
+        emit source->readyRead();
+        return true;
+    }
+    void stop() override
+    {
+        m_timer.stop();
+        QObject::disconnect(m_wake);
+        m_recording.pulling = false;
+    }
 
 private:
-    void advance();
+    void pull()
+    {
+        qint16 buffer[256];
+        const qint64 got = m_source->read(reinterpret_cast<char *>(buffer), sizeof buffer) / 2;
+        if (got <= 0)
+            m_timer.stop();
+        else
+            m_recording.segments.back().insert(m_recording.segments.back().end(), buffer,
+                                               buffer + got);
+    }
 
-    std::shared_ptr<OutputRecording> m_recording;
-    Options m_options;
-    bool m_open = false;
-    PcmFormat m_format;
-    QElapsedTimer m_clock;
-    double m_played = 0;
-    qint64 m_written = 0;
+    OutputRecording &m_recording;
+    FakeOutputOptions m_options;
+    QIODevice *m_source = nullptr;
+    QTimer m_timer;
+    QMetaObject::Connection m_wake;
 };
-
-// Polls until the condition holds or the time is up; true when it held.
-bool waitUntil(const std::function<bool()> &condition, int timeoutMs);
 
 } // namespace klangor::test

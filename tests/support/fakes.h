@@ -23,7 +23,7 @@ public:
     QList<UserMessage> shown;
 };
 
-// Records every call as "once:<path>", "loop:<path>", "wait:<name>", "stop:<bytes>".
+// Records every call as "once:<path>", "loop:<path>", "wait:<name>", "stop".
 class FakeSoundService final : public SoundService
 {
 public:
@@ -35,10 +35,7 @@ public:
         if (onWait)
             onWait(bareName);
     }
-    void StopSound(const QByteArray &placeholder) override
-    {
-        calls << QStringLiteral("stop:%1").arg(placeholder.size());
-    }
+    void StopSound() override { calls << QStringLiteral("stop"); }
     QStringList calls;
     std::function<void(const QString &)> onWait;
 };

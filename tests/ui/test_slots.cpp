@@ -12,7 +12,7 @@ class Form1Slots : public Form1Fixture
 {
 protected:
     QString working(int n) const { return m_program.filePath(QStringLiteral("%1.wav").arg(n)); }
-    QString stop() const { return QStringLiteral("stop:60"); }
+    QString stop() const { return QStringLiteral("stop"); }
     QString loop(int n) const { return QStringLiteral("loop:") + working(n); }
 
     // Assigns name from the file list to slot k of the selected event.

@@ -15,14 +15,15 @@ TEST(SystemInfo, StartsOnlyTheFirstInstalledProgramOfTheList)
     SystemProgramLauncher launcher;
     EXPECT_FALSE(startSystemInfo(launcher)); // nothing installed
 
-    // Each program notes its name in "ran" beside it.
-    for (const char *name : {"gnome-system-monitor", "hardinfo2", "msinfo32.exe"}) {
-        const QString program = bin.filePath(QString::fromLatin1(name));
-        ASSERT_TRUE(test::writeFile(program, "#!/bin/sh\necho \"${0##*/}\" >> \"${0%/*}/ran\"\n"));
+    // Each program notes its name in "ran".
+    const QString ran = bin.filePath(QStringLiteral("ran"));
+    for (const QString name : {"gnome-system-monitor", "hardinfo2", "msinfo32.exe"}) {
+        const QString program = bin.filePath(name);
+        ASSERT_TRUE(test::writeFile(program, "#!/bin/sh\necho " + name.toUtf8() + " >> '" +
+                                                 ran.toUtf8() + "'\n"));
         ASSERT_TRUE(QFile::setPermissions(program, QFile::ReadOwner | QFile::ExeOwner));
     }
     EXPECT_TRUE(startSystemInfo(launcher));
-    const QString ran = bin.filePath(QStringLiteral("ran"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !test::readFile(ran).isEmpty(); }, 60000));
     EXPECT_EQ(test::readFile(ran), "hardinfo2\n");
 }

@@ -26,7 +26,8 @@ protected:
     {
         auto tool = createSystemToolProcess();
         EXPECT_TRUE(tool->start(QStringLiteral("cvburn.exe"), {"3", "cvlist.dat"}, folder()));
-        EXPECT_TRUE(QTest::qWaitFor([this] { return m_folder.log().contains("port=COM3"); }));
+        EXPECT_TRUE(
+            QTest::qWaitFor([this] { return m_folder.log().contains("port=COM3"); }, 60000));
         return tool;
     }
     QString folder() const { return m_folder.folder(); }

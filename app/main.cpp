@@ -1,7 +1,6 @@
 #include "platform/programfolder.h"
-#include "platform/programlauncher.h"
-#include "platform/registry.h"
 #include "platform/safefile.h"
+#include "platform/systeminfo.h"
 #include "platform/toolprocess.h"
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
@@ -34,7 +33,6 @@ int main(int argc, char *argv[])
     klangor::QtMessagePresenter messages;
     klangor::QtProjectDialogs dialogs;
     klangor::RiffWaveAudioDevice waveDevice;
-    const auto registry = klangor::createSystemRegistry();
     klangor::SystemProgramLauncher launcher;
 
     klangor::Form1Services services;
@@ -44,7 +42,6 @@ int main(int argc, char *argv[])
     services.messages = &messages;
     services.waveDevice = &waveDevice;
     services.dialogs = &dialogs;
-    services.registry = registry.get();
     services.launcher = &launcher;
     services.makeToolProcess = [] {
         return klangor::createSystemToolProcess();

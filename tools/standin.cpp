@@ -6,6 +6,7 @@
 //
 // Controlled through the environment:
 //   KLANGOR_STANDIN_SECONDS  how long to "program" (default 3, fractions allowed)
+//   KLANGOR_STANDIN_UNTIL    a file path: "programs" until that file exists instead
 //   KLANGOR_STANDIN_EXIT     exit code after a good run (0..255, default 0)
 //   KLANGOR_STANDIN_CRASH    when "1", aborts after the wait (a crashing tool)
 //
@@ -245,7 +246,14 @@ int main(int argc, char **argv)
         return finish(log, fault);
 
     log.line("port=COM" + args[0]);
-    std::this_thread::sleep_for(std::chrono::duration<double>(*wait));
+    if (const char *until = std::getenv("KLANGOR_STANDIN_UNTIL")) {
+        // A test that is gone with its folder leaves no tool behind.
+        const std::filesystem::path release(until);
+        while (!std::filesystem::exists(release) && std::filesystem::exists(release.parent_path()))
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    } else {
+        std::this_thread::sleep_for(std::chrono::duration<double>(*wait));
+    }
     const char *crash = std::getenv("KLANGOR_STANDIN_CRASH");
     if (crash && std::string(crash) == "1") {
         log.line("crash");

@@ -1,26 +1,27 @@
 #pragma once
 
-#include "platform/messagebox.h"
-#include "platform/programlauncher.h"
-#include "platform/registry.h"
-
 #include <QString>
 
 namespace klangor {
 
-// The registry query buffer: longer values cannot be read.
-inline constexpr int RegistryValueBufferSize = 1024;
+// Starts outside programs that run on their own, such as the system information program.
+class ProgramLauncher
+{
+public:
+    virtual ~ProgramLauncher() = default;
+    // Starts the installed program of that name, found on the PATH, in a window of its own;
+    // false when there is none or it does not start.
+    virtual bool startInstalled(const QString &name) = 0;
+};
 
-// Reads a REG_SZ or REG_DWORD value into keyVal. false (and keyVal "") when the key or value
-// cannot be read; a value of another type leaves keyVal as it was but still counts as read.
-bool GetKeyValue(Registry &registry, RegistryRoot keyRoot, const QString &keyName,
-                 const QString &subKeyRef, QString &keyVal);
+class SystemProgramLauncher final : public ProgramLauncher
+{
+public:
+    bool startInstalled(const QString &name) override;
+};
 
-// Finds the system information tool in the registry and starts it. false when it could not
-// be found or started; the caller then shows sysInfoUnavailableMessage(). A missing registry
-// or launcher counts as not found.
-bool StartSysInfo(Registry *registry, ProgramLauncher *launcher);
-
-UserMessage sysInfoUnavailableMessage();
+// Starts the first installed of the usual desktops' system information programs; false when
+// none is installed or none would start.
+bool startSystemInfo(ProgramLauncher &launcher);
 
 } // namespace klangor

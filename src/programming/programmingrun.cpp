@@ -8,11 +8,6 @@
 
 namespace klangor {
 
-QString ToolCommand::commandLine() const
-{
-    return (QStringList{program} + arguments).join(QLatin1Char(' '));
-}
-
 ToolCommand toolCommand(bool selectrix, int comPort)
 {
     const QString port = QString::number(comPort);
@@ -22,32 +17,17 @@ ToolCommand toolCommand(bool selectrix, int comPort)
             {port, QStringLiteral("soundlist.dat"), QStringLiteral("cvlist.dat")}};
 }
 
-namespace programmingstatus {
-QString running()
-{
-    return QString::fromUtf8("Programmierung läuft...");
-}
-QString done()
-{
-    return QStringLiteral("Programmierung ist fertig!");
-}
-QString failed()
-{
-    return QStringLiteral("Ein Fehler ist aufgetreten!");
-}
-QString cancelled()
-{
-    return QStringLiteral("Programmierung abgebrochen...");
-}
-QString toolNotFound()
-{
-    return QStringLiteral("Programmiertool nicht gefunden!");
-}
-QString toolNotStartable()
+namespace {
+
+// Three ways to fail one start end in the same text.
+QString toolNotStartableText()
 {
     return QStringLiteral("Programmiertool startet nicht!");
 }
-} // namespace programmingstatus
+
+constexpr int ProgressMaximum = 100;
+
+} // namespace
 
 ProgrammingRun::ProgrammingRun(QString programFolder, ToolFactory makeTool, QObject *parent)
     : QObject(parent), m_programFolder(std::move(programFolder)), m_makeTool(std::move(makeTool))
@@ -71,14 +51,14 @@ ProgrammingRun::Outcome ProgrammingRun::run(const SlotFileNames &names, int memo
     m_tool.reset(); // the last run's tool is no longer ours to cancel
     const QPointer<ProgrammingRun> alive(this);
 
-    WriteSoundList(m_programFolder, names, memoryMBit); // a failure is the tool's to notice
+    WriteSoundList(m_programFolder, names, memoryMBit);
     if (!alive)
         return Outcome::Interrupted;
 
     // A cancel during the sound list's yield has already reset the window: no tool then.
     Outcome outcome = Outcome::Cancelled;
     if (!m_cancelRequested) {
-        setStatusText(programmingstatus::running());
+        setStatusText(QStringLiteral("Programmierung läuft..."));
         setProgressVisible(true); // goes on from where the last run left it
         setTimerActive(true);
         outcome = waitForTool(chooseCommand());
@@ -96,7 +76,7 @@ ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
 {
     m_tool = m_makeTool ? m_makeTool() : nullptr;
     if (!m_tool) {
-        setStatusText(programmingstatus::toolNotStartable());
+        setStatusText(toolNotStartableText());
         return Outcome::NotStartable;
     }
     connect(m_tool.get(), &ToolProcess::finished, this, [this](int exitCode) {
@@ -111,8 +91,8 @@ ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
 
     if (!m_tool->start(command.program, command.arguments, m_programFolder)) {
         const bool missing = m_tool->startError() == ToolProcess::StartError::NotFound;
-        setStatusText(missing ? programmingstatus::toolNotFound()
-                              : programmingstatus::toolNotStartable());
+        setStatusText(missing ? QStringLiteral("Programmiertool nicht gefunden!")
+                              : toolNotStartableText());
         return missing ? Outcome::NotFound : Outcome::NotStartable;
     }
 
@@ -130,13 +110,14 @@ ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
     if (m_cancelRequested)
         return Outcome::Cancelled; // the cancel's text stays
     if (m_startFailed) {
-        setStatusText(programmingstatus::toolNotStartable());
+        setStatusText(toolNotStartableText());
         return Outcome::NotStartable;
     }
     if (!m_toolEnded)
         return Outcome::Interrupted; // the application is quitting; the tool runs on
     const bool success = m_exitCode == 0 || m_exitCode == 258;
-    setStatusText(success ? programmingstatus::done() : programmingstatus::failed());
+    setStatusText(success ? QStringLiteral("Programmierung ist fertig!")
+                          : QStringLiteral("Ein Fehler ist aufgetreten!"));
     return success ? Outcome::Done : Outcome::Failed;
 }
 
@@ -144,13 +125,11 @@ void ProgrammingRun::cancel()
 {
     if (m_running) {
         m_cancelRequested = true;
-        if (m_tool && m_tool->isRunning()) {
+        if (m_tool && m_tool->isRunning())
             m_tool->terminate();
-            m_exitCode = ToolProcess::TerminatedExitCode;
-        }
         stopWaiting();
     }
-    setStatusText(programmingstatus::cancelled());
+    setStatusText(QStringLiteral("Programmierung abgebrochen..."));
     setProgressVisible(false);
     setTimerActive(false);
 }

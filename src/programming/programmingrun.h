@@ -19,23 +19,10 @@ struct ToolCommand
 {
     QString program; // bare name, found in the program folder
     QStringList arguments;
-
-    QString commandLine() const;
-    friend bool operator==(const ToolCommand &, const ToolCommand &) = default;
 };
 
 // "sndburn.exe N soundlist.dat cvlist.dat", or with Selectrix "cvburn.exe N cvlist.dat".
 ToolCommand toolCommand(bool selectrix, int comPort);
-
-// Status texts of Label2.
-namespace programmingstatus {
-QString running();
-QString done();
-QString failed();
-QString cancelled();
-QString toolNotFound();
-QString toolNotStartable();
-} // namespace programmingstatus
 
 // The programming run: writes the sound list, runs the tool and waits for it without blocking
 // the window, and reports the outcome. It holds what the window shows (status line, progress
@@ -60,8 +47,6 @@ public:
         Interrupted   // the application quit while the tool ran; the tool runs on
     };
 
-    static constexpr int ProgressMaximum = 100;
-
     ProgrammingRun(QString programFolder, ToolFactory makeTool, QObject *parent = nullptr);
     ~ProgrammingRun() override;
 
@@ -74,12 +59,7 @@ public:
     // One step of the progress bar; wraps to 0 at the maximum.
     void tick();
 
-    bool isRunning() const { return m_running; }
-    int lastExitCode() const { return m_exitCode; }
     const QString &statusText() const { return m_statusText; }
-    int progressValue() const { return m_progressValue; }
-    bool progressVisible() const { return m_progressVisible; }
-    bool timerActive() const { return m_timerActive; }
 
 signals:
     void statusTextChanged(const QString &text);

@@ -19,11 +19,12 @@ QByteArray soundListBytes(const SlotFileNames &names, int memoryMBit)
     return bytes;
 }
 
-bool WriteSoundList(const QString &programFolder, const SlotFileNames &names, int memoryMBit)
+void WriteSoundList(const QString &programFolder, const SlotFileNames &names, int memoryMBit)
 {
     const QString path = QDir(programFolder).filePath(QStringLiteral("soundlist.dat"));
     ClearReadOnly(path); // also lets pending window events run once, as a cancel may be
-    return writeFileSafely(path, soundListBytes(names, memoryMBit)).ok();
+    // Ignored on purpose: the tool reports a list it cannot read.
+    static_cast<void>(writeFileSafely(path, soundListBytes(names, memoryMBit)));
 }
 
 } // namespace klangor

@@ -13,7 +13,7 @@ namespace klangor {
 QByteArray soundListBytes(const SlotFileNames &names, int memoryMBit);
 
 // Writes "soundlist.dat" into programFolder, making an old read-only file writable first.
-// Nothing is reported: false only tells tests that the file could not be written.
-bool WriteSoundList(const QString &programFolder, const SlotFileNames &names, int memoryMBit);
+// A failure is not reported: the tool notices a missing or stale list itself.
+void WriteSoundList(const QString &programFolder, const SlotFileNames &names, int memoryMBit);
 
 } // namespace klangor

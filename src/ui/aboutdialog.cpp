@@ -3,6 +3,7 @@
 #include "platform/messagebox.h"
 #include "platform/systeminfo.h"
 
+#include <array>
 #include <QFont>
 #include <QFrame>
 #include <QLabel>
@@ -47,29 +48,38 @@ QLabel *placedLabel(const QString &text, QWidget *parent, int left, int top, int
     return l;
 }
 
+UserMessage sysInfoUnavailableMessage()
+{
+    return {QStringLiteral("Systeminformationen sind momentan nicht verfügbar"),
+            QStringLiteral("Klangor"), MessageIcon::None};
+}
+
 } // namespace
 
-frmAbout::frmAbout(Registry *registry, ProgramLauncher *launcher, MessagePresenter *messages,
-                   QWidget *parent)
-    : QDialog(parent), m_registry(registry), m_launcher(launcher), m_messages(messages)
+frmAbout::frmAbout(ProgramLauncher *launcher, MessagePresenter *messages, QWidget *parent)
+    : QDialog(parent), m_launcher(launcher), m_messages(messages)
 {
     setObjectName(QStringLiteral("frmAbout"));
+    setWindowTitle(QStringLiteral("Info zu Klangor"));
     setFixedSize(420, 290);
     setModal(false);
 
-    m_picIcon = placedLabel(QString(), this, 16, 16, 40, 40);
-    m_picIcon->setPixmap(programIcon());
-    m_picIcon->setObjectName(QStringLiteral("picIcon"));
+    QLabel *picIcon = placedLabel(QString(), this, 16, 16, 40, 40);
+    picIcon->setPixmap(programIcon());
+    picIcon->setObjectName(QStringLiteral("picIcon"));
     setWindowIcon(QIcon(programIcon()));
 
-    m_lblTitle = placedLabel(QString(), this, 72, 12, 330, 30);
-    m_lblTitle->setObjectName(QStringLiteral("lblTitle"));
-    QFont titleFont = m_lblTitle->font();
+    QLabel *lblTitle = placedLabel(QStringLiteral("Klangor"), this, 72, 12, 330, 30);
+    lblTitle->setObjectName(QStringLiteral("lblTitle"));
+    QFont titleFont = lblTitle->font();
     titleFont.setPointSizeF(titleFont.pointSizeF() * 1.6);
     titleFont.setBold(true);
-    m_lblTitle->setFont(titleFont);
-    m_lblVersion = placedLabel(QString(), this, 72, 44, 330, 18);
-    m_lblVersion->setObjectName(QStringLiteral("lblVersion"));
+    lblTitle->setFont(titleFont);
+    const QString version = QStringLiteral("Version %1.%2.%3")
+                                .arg(KLANGOR_VERSION_MAJOR)
+                                .arg(KLANGOR_VERSION_MINOR)
+                                .arg(KLANGOR_VERSION_PATCH);
+    placedLabel(version, this, 72, 44, 330, 18)->setObjectName(QStringLiteral("lblVersion"));
 
     const std::array<QString, 6> contact = {
         QStringLiteral("Tönwerk Modellbahn-Elektronik GmbH"),
@@ -80,55 +90,32 @@ frmAbout::frmAbout(Registry *registry, ProgramLauncher *launcher, MessagePresent
         QStringLiteral("Internet: www.toenwerk-modellbahn.de"),
     };
     for (std::size_t i = 0; i < contact.size(); ++i) {
-        m_labels[i] = placedLabel(contact[i], this, 72, 84 + 20 * static_cast<int>(i), 330, 18);
-        m_labels[i]->setObjectName(QStringLiteral("Label%1").arg(i + 1));
+        QLabel *line = placedLabel(contact[i], this, 72, 84 + 20 * static_cast<int>(i), 330, 18);
+        line->setObjectName(QStringLiteral("Label%1").arg(i + 1));
     }
 
     // Decoration: a line under the version, two framing the contact lines, two above the buttons.
-    const std::array<int, LineCount> lineTops = {72, 78, 210, 232, 236};
-    for (int i = 0; i < LineCount; ++i) {
+    const std::array<int, 5> lineTops = {72, 78, 210, 232, 236};
+    for (std::size_t i = 0; i < lineTops.size(); ++i) {
         auto *line = new QFrame(this);
         line->setObjectName(QStringLiteral("Line1_%1").arg(i));
         line->setFrameShape(QFrame::HLine);
         line->setFrameShadow(i % 2 == 0 ? QFrame::Sunken : QFrame::Plain);
-        line->setGeometry(i < 2 ? 72 : 16, lineTops[static_cast<std::size_t>(i)], i < 2 ? 330 : 388,
-                          2);
+        line->setGeometry(i < 2 ? 72 : 16, lineTops[i], i < 2 ? 330 : 388, 2);
     }
 
-    m_cmdOK = new QPushButton(QStringLiteral("OK"), this);
-    m_cmdOK->setObjectName(QStringLiteral("cmdOK"));
-    m_cmdOK->setGeometry(300, 246, 104, 28);
-    m_cmdOK->setDefault(true);
-    m_cmdOK->setAutoDefault(true);
-    m_cmdSysInfo = new QPushButton(QStringLiteral("&Systeminfo..."), this);
-    m_cmdSysInfo->setObjectName(QStringLiteral("cmdSysInfo"));
-    m_cmdSysInfo->setGeometry(184, 246, 104, 28);
-    m_cmdSysInfo->setAutoDefault(false);
+    auto *cmdOK = new QPushButton(QStringLiteral("OK"), this);
+    cmdOK->setObjectName(QStringLiteral("cmdOK"));
+    cmdOK->setGeometry(300, 246, 104, 28);
+    cmdOK->setDefault(true);
+    cmdOK->setAutoDefault(true);
+    auto *cmdSysInfo = new QPushButton(QStringLiteral("&Systeminfo..."), this);
+    cmdSysInfo->setObjectName(QStringLiteral("cmdSysInfo"));
+    cmdSysInfo->setGeometry(184, 246, 104, 28);
+    cmdSysInfo->setAutoDefault(false);
 
-    connect(m_cmdOK, &QPushButton::clicked, this, &frmAbout::cmdOK_Click);
-    connect(m_cmdSysInfo, &QPushButton::clicked, this, &frmAbout::cmdSysInfo_Click);
-
-    Form_Load();
-}
-
-QString frmAbout::versionText()
-{
-    return QStringLiteral("Version %1.%2.%3")
-        .arg(KLANGOR_VERSION_MAJOR)
-        .arg(KLANGOR_VERSION_MINOR)
-        .arg(KLANGOR_VERSION_PATCH);
-}
-
-void frmAbout::Form_Load()
-{
-    setWindowTitle(QStringLiteral("Info zu Klangor"));
-    m_lblVersion->setText(versionText());
-    m_lblTitle->setText(QStringLiteral("Klangor"));
-}
-
-void frmAbout::cmdOK_Click()
-{
-    close();
+    connect(cmdOK, &QPushButton::clicked, this, &QDialog::close);
+    connect(cmdSysInfo, &QPushButton::clicked, this, &frmAbout::cmdSysInfo_Click);
 }
 
 void frmAbout::done(int result)
@@ -140,7 +127,7 @@ void frmAbout::done(int result)
 void frmAbout::cmdSysInfo_Click()
 {
     // The box stays open whatever happens.
-    if (!StartSysInfo(m_registry, m_launcher) && m_messages)
+    if (!(m_launcher && startSystemInfo(*m_launcher)) && m_messages)
         m_messages->show(sysInfoUnavailableMessage());
 }
 

@@ -29,7 +29,6 @@ class ProgramLauncher;
 class ProgrammingRun;
 class ProjectCommands;
 class ProjectDialogs;
-class Registry;
 class SlotAssigner;
 class SlotBox;
 class SoundService;
@@ -48,7 +47,6 @@ struct Form1Services
     MessagePresenter *messages = nullptr;
     WaveAudioDevice *waveDevice = nullptr;
     ProjectDialogs *dialogs = nullptr;
-    Registry *registry = nullptr;
     ProgramLauncher *launcher = nullptr;
     std::function<std::unique_ptr<ToolProcess>()> makeToolProcess;
 };

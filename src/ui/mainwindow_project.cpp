@@ -58,7 +58,7 @@ void Form1::Info_Click()
 {
     // One box at a time: a second click brings the open box to the front.
     if (!m_about) {
-        m_about = new frmAbout(m_services.registry, m_services.launcher, m_services.messages, this);
+        m_about = new frmAbout(m_services.launcher, m_services.messages, this);
         m_about->setAttribute(Qt::WA_DeleteOnClose);
         // Not QObject::destroyed: that also fires while the window itself is being torn down.
         connect(m_about, &frmAbout::unloaded, this, [this] { m_about = nullptr; });

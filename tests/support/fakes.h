@@ -1,15 +1,13 @@
 #pragma once
 
 #include "platform/messagebox.h"
-#include "platform/programlauncher.h"
-#include "platform/registry.h"
+#include "platform/systeminfo.h"
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
 #include "project/projectdialogs.h"
 
 #include <functional>
 #include <map>
-#include <QHash>
 #include <QList>
 #include <QStringList>
 
@@ -80,34 +78,17 @@ public:
     QList<Request> requests;
 };
 
-class FakeRegistry final : public Registry
-{
-public:
-    std::optional<RegistryValue> queryValue(RegistryRoot, const QString &key,
-                                            const QString &name) override
-    {
-        queried << key + QLatin1Char('|') + name;
-        const auto it = values.find(key + QLatin1Char('|') + name);
-        if (it == values.end())
-            return std::nullopt;
-        return it.value();
-    }
-    QHash<QString, RegistryValue> values; // "key|value name"
-    QStringList queried;
-};
-
+// Programs count as installed when named in `installed`; every start asked for is recorded.
 class FakeProgramLauncher final : public ProgramLauncher
 {
 public:
-    bool fileExists(const QString &path) override { return existing.contains(path); }
-    bool startDetached(const QString &program) override
+    bool startInstalled(const QString &name) override
     {
-        started << program;
-        return existing.contains(program) && startSucceeds;
+        asked << name;
+        return installed.contains(name);
     }
-    QStringList existing;
-    QStringList started;
-    bool startSucceeds = true;
+    QStringList installed;
+    QStringList asked;
 };
 
 } // namespace klangor::test

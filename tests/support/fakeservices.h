@@ -17,7 +17,6 @@ struct FakeServices
         services.messages = &m_messages;
         services.waveDevice = &m_wave;
         services.dialogs = &m_dialogs;
-        services.registry = &m_registry;
         services.launcher = &m_launcher;
         return services;
     }
@@ -26,7 +25,6 @@ struct FakeServices
     RecordingMessages m_messages;
     FakeWaveAudioDevice m_wave; // measures real files unless told a length
     FakeProjectDialogs m_dialogs;
-    FakeRegistry m_registry;
     FakeProgramLauncher m_launcher;
 };
 

@@ -7,7 +7,6 @@
 #include <QBuffer>
 #include <QDir>
 #include <QTemporaryDir>
-#include <QtEndian>
 
 namespace klangor {
 namespace {
@@ -46,6 +45,9 @@ TEST(WaveCheck, FirstBrokenRuleWins)
 {
     QByteArray lowerIds = wav(1, 11025, 8);
     lowerIds.replace(0, 4, "riff").replace(8, 4, "wave");
+    // Fields are read at fixed offsets: with a LIST chunk first, offset 34 holds the format tag.
+    WavSpec listFirst;
+    listFirst.chunkBeforeFormat = true;
     struct Case
     {
         const char *name;
@@ -59,6 +61,7 @@ TEST(WaveCheck, FirstBrokenRuleWins)
         {"text", "this is no sound at all, just some words in a file", Format},
         {"35 header bytes", wav(1, 11025, 8).left(35), Format},
         {"24 bit stereo 44.1 kHz", wav(2, 44100, 24), Bits},
+        {"LIST chunk before fmt", makeWav(listFirst), Bits},
         {"stereo 22050 Hz, 10 s", wav(2, 22050, 16, 10000), Mono},
         {"no channels", wav(0, 11025, 8), Mono},
         {"22050 Hz, 10 s", wav(1, 22050, 8, 10000), Rate},
@@ -82,30 +85,6 @@ TEST(WaveCheck, FirstBrokenRuleWins)
         EXPECT_EQ(verdict(checker.CheckWaveFile(dir.filePath(QString::fromUtf8(name)))), Format);
 }
 
-// The fields are read at fixed offsets, whatever chunk lies there.
-TEST(WaveCheck, HeaderFieldsAtFixedOffsets)
-{
-    QTemporaryDir dir;
-    RiffWaveAudioDevice device;
-    WaveChecker checker(device);
-    const QString path = dir.filePath(QStringLiteral("t.wav"));
-
-    WavSpec listFirst; // offset 34 now holds the format tag 1: refused for its bits
-    listFirst.chunkBeforeFormat = true;
-    ASSERT_TRUE(test::writeFile(path, makeWav(listFirst)));
-    EXPECT_EQ(verdict(checker.CheckWaveFile(path)), Bits);
-
-    // A JUNK chunk whose bytes happen to fit lets a stereo 44.1 kHz file pass.
-    const QByteArray real = wav(2, 44100, 16);
-    QByteArray junk(24, '\0');
-    qToLittleEndian<qint16>(1, junk.data() + 2);
-    qToLittleEndian<qint32>(11025, junk.data() + 4);
-    qToLittleEndian<qint16>(16, junk.data() + 14);
-    ASSERT_TRUE(test::writeFile(path, real.left(12) + "JUNK" + QByteArray("\x18\0\0\0", 4) + junk +
-                                          real.mid(12)));
-    EXPECT_EQ(verdict(checker.CheckWaveFile(path)), std::nullopt);
-}
-
 TEST(WaveCheck, LengthIsMeasuredFirstAndUnknownPasses)
 {
     QTemporaryDir dir;
@@ -124,11 +103,9 @@ TEST(WaveCheck, LengthIsMeasuredFirstAndUnknownPasses)
 }
 
 // The device's measurement: data bytes * 1000 / average bytes per second, rounded down.
+// Walking the chunks is the walker's own test.
 TEST(WaveLength, WalksChunksAndRoundsDown)
 {
-    WavSpec listFirst;
-    listFirst.chunkBeforeFormat = true;
-    listFirst.dataBytes = 11025;
     WavSpec noRate;
     noRate.sampleRate = 0;
     QByteArray cut = wav(1, 11025, 8, 3000);
@@ -142,13 +119,9 @@ TEST(WaveLength, WalksChunksAndRoundsDown)
         {"one second", wav(1, 11025, 8, 1000), 1000},
         {"rounds down", makeWav({.dataBytes = 11024}), 999},
         {"16 bit", wav(1, 11025, 16, 500), 500},
-        {"odd LIST chunk before fmt", makeWav(listFirst), 1000},
         {"cut data counts what is there", cut, 2000},
         {"no data chunk", makeWav({}).left(36), std::nullopt},
         {"zero bytes per second", makeWav(noRate), std::nullopt},
-        {"chunk past the end", QByteArray("RIFF\x10\0\0\0WAVEJUNK\xff\xff\xff\x7fxxxxxxxx", 28),
-         std::nullopt},
-        {"empty", QByteArray(), std::nullopt},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);

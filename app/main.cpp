@@ -37,7 +37,7 @@ int main(int argc, char *argv[])
     const auto registry = klangor::createSystemRegistry();
     klangor::SystemProgramLauncher launcher;
 
-    klangor::Form1Services services;
+    klangor::WindowServices services;
     services.programFolder = programFolder;
     services.startFolder = QDir::currentPath();
     services.sound = sound.get();

@@ -168,15 +168,15 @@ protected:
     }
 
     QTemporaryDir m_program;
-    Form1Services m_services;
+    WindowServices m_services;
     std::unique_ptr<Form1> m_window;
 };
 
 TEST_F(AboutBoxTest, ShowsNameVersionContactLinesAndButtons)
 {
     m_window->show();
-    m_window->menuInfo()->trigger();
-    frmAbout *box = m_window->aboutBox();
+    m_window->findChild<QAction *>(QStringLiteral("Info"))->trigger();
+    frmAbout *box = m_window->findChild<frmAbout *>();
     ASSERT_NE(box, nullptr);
     EXPECT_TRUE(box->isVisible());
     EXPECT_FALSE(box->isModal());
@@ -213,40 +213,40 @@ TEST_F(AboutBoxTest, ShowsNameVersionContactLinesAndButtons)
 TEST_F(AboutBoxTest, SecondInfoShowsTheSameBoxAndOkUnloadsIt)
 {
     m_window->show();
-    m_window->menuInfo()->trigger();
-    QPointer<frmAbout> first = m_window->aboutBox();
+    m_window->findChild<QAction *>(QStringLiteral("Info"))->trigger();
+    QPointer<frmAbout> first = m_window->findChild<frmAbout *>();
     ASSERT_TRUE(first);
     first->hide(); // e.g. behind the main window
     m_window->Info_Click();
-    EXPECT_EQ(m_window->aboutBox(), first.data());
+    EXPECT_EQ(m_window->findChild<frmAbout *>(), first.data());
     EXPECT_TRUE(first->isVisible());
     EXPECT_EQ(m_window->findChildren<frmAbout *>().size(), 1);
 
     first->cmdOK()->click();
     deleteClosedWindows();
     EXPECT_TRUE(first.isNull());
-    EXPECT_EQ(m_window->aboutBox(), nullptr);
+    EXPECT_EQ(m_window->findChild<frmAbout *>(), nullptr);
 
     m_window->Info_Click();
-    QPointer<frmAbout> second = m_window->aboutBox();
+    QPointer<frmAbout> second = m_window->findChild<frmAbout *>();
     ASSERT_TRUE(second);
     EXPECT_TRUE(second->isVisible());
     QTest::keyClick(second.data(), Qt::Key_Escape);
     deleteClosedWindows();
     EXPECT_TRUE(second.isNull());
-    EXPECT_EQ(m_window->aboutBox(), nullptr);
+    EXPECT_EQ(m_window->findChild<frmAbout *>(), nullptr);
 
     m_window->Info_Click();
-    QPointer<frmAbout> third = m_window->aboutBox();
+    QPointer<frmAbout> third = m_window->findChild<frmAbout *>();
     ASSERT_TRUE(third);
     third->close(); // the window's close box
     deleteClosedWindows();
     EXPECT_TRUE(third.isNull());
-    EXPECT_EQ(m_window->aboutBox(), nullptr);
+    EXPECT_EQ(m_window->findChild<frmAbout *>(), nullptr);
 
     // A window torn down with its box open takes the box along.
     m_window->Info_Click();
-    QPointer<frmAbout> fourth = m_window->aboutBox();
+    QPointer<frmAbout> fourth = m_window->findChild<frmAbout *>();
     m_window.reset();
     EXPECT_TRUE(fourth.isNull());
 }
@@ -255,7 +255,7 @@ TEST_F(AboutBoxTest, SysInfoWithoutRegistryShowsTheMessageAndTheBoxStaysOpen)
 {
     m_window->show();
     m_window->Info_Click();
-    frmAbout *box = m_window->aboutBox();
+    frmAbout *box = m_window->findChild<frmAbout *>();
     ASSERT_NE(box, nullptr);
     box->cmdSysInfo()->click();
     ASSERT_EQ(m_messages.shown.size(), 1);
@@ -264,7 +264,7 @@ TEST_F(AboutBoxTest, SysInfoWithoutRegistryShowsTheMessageAndTheBoxStaysOpen)
                            QStringLiteral("Klangor"), MessageIcon::None}));
     EXPECT_EQ(m_registry.queried, (QStringList{kFirst, kSecond}));
     EXPECT_TRUE(box->isVisible());
-    EXPECT_EQ(m_window->aboutBox(), box);
+    EXPECT_EQ(m_window->findChild<frmAbout *>(), box);
 
     m_registry.values.insert(kFirst, sz("C:\\msinfo32.exe"));
     m_launcher.existing = {QStringLiteral("C:\\msinfo32.exe")};

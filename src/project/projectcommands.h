@@ -1,7 +1,7 @@
 #pragma once
 
-#include "common/result.h"
 #include "common/mousepointer.h"
+#include "common/result.h"
 #include "project/projectdialogs.h"
 #include "project/soundprojectfile.h"
 #include "soundset/slotfilenames.h"

@@ -53,11 +53,8 @@ protected:
         EXPECT_NE(found, nullptr) << name.toStdString();
         return found;
     }
-    void click(const char *name) { control<QAbstractButton>(QString::fromLatin1(name))->click(); }
-    void selectEvent(int event)
-    {
-        control<QListWidget>(QStringLiteral("List3"))->setCurrentRow(event);
-    }
+    void click(const QString &name) { control<QAbstractButton>(name)->click(); }
+    void selectEvent(int event) { control<QListWidget>("List3")->setCurrentRow(event); }
     // Selects name in the file list, then double-clicks slot k.
     void assign(int k, const char *name)
     {

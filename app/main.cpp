@@ -35,7 +35,7 @@ int main(int argc, char *argv[])
     klangor::RiffWaveAudioDevice waveDevice;
     klangor::SystemProgramLauncher launcher;
 
-    klangor::Form1Services services;
+    klangor::WindowServices services;
     services.programFolder = programFolder;
     services.startFolder = QDir::currentPath();
     services.sound = sound.get();

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "common/mousepointer.h"
 #include "common/result.h"
-#include "platform/mousepointer.h"
 #include "project/projectdialogs.h"
 #include "project/soundprojectfile.h"
 #include "soundset/slotfilenames.h"

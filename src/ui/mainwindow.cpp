@@ -1,6 +1,8 @@
 #include "ui/mainwindow.h"
 
 #include "platform/messagebox.h"
+#include "platform/toolprocess.h"
+#include "playback/soundservice.h"
 #include "programming/cvlistfile.h"
 #include "programming/programmingrun.h"
 #include "project/projectcommands.h"
@@ -27,12 +29,6 @@
 #include <QTextEdit>
 #include <QTimer>
 
-// The resources live in a static library: they must be registered by hand.
-static void initKlangorResources()
-{
-    Q_INIT_RESOURCE(klangor);
-}
-
 namespace klangor {
 
 namespace {
@@ -42,15 +38,16 @@ QString tr8(const char *text)
     return QString::fromUtf8(text);
 }
 
-template <typename W> W *place(W *widget, int left, int top, int width, int height)
+template <typename W> W *place(W *widget, const char *name, const QRect &geometry)
 {
-    widget->setGeometry(left, top, width, height);
+    widget->setObjectName(QString::fromLatin1(name));
+    widget->setGeometry(geometry);
     return widget;
 }
 
-QGroupBox *frame(const char *caption, QWidget *parent, int left, int top, int width, int height)
+QGroupBox *frame(const char *name, const char *caption, QWidget *parent, const QRect &geometry)
 {
-    return place(new QGroupBox(tr8(caption), parent), left, top, width, height);
+    return place(new QGroupBox(tr8(caption), parent), name, geometry);
 }
 
 // Roots of the mounted file systems stand in for drive letters; pseudo file systems are left out.
@@ -90,13 +87,13 @@ QString driveOf(const QString &path, const QStringList &roots)
 
 } // namespace
 
-Form1::Form1(const Form1Services &services, QWidget *parent)
+Form1::Form1(const WindowServices &services, QWidget *parent)
     : QMainWindow(parent), m_services(services)
 {
-    initKlangorResources();
     m_checker = std::make_unique<WaveChecker>(*m_services.waveDevice);
     m_assigner = std::make_unique<SlotAssigner>(m_services.programFolder, *m_checker);
 
+    setObjectName(QStringLiteral("Form1"));
     setWindowTitle(QStringLiteral("Klangor"));
     // Fixed single border: can be minimized, not resized or maximized.
     setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -122,30 +119,35 @@ void Form1::createControls()
     client->setFont(small);
     setCentralWidget(client);
 
-    QGroupBox *frame2 = frame("Sounds", client, 8, 8, 177, 561);
-    m_drive1 = place(new QComboBox(frame2), 8, 16, 161, 21);
-    m_dir1 = place(new FolderListBox(frame2), 8, 40, 161, 186);
-    m_list1 = place(new WaveFileListBox(frame2), 8, 232, 161, 316);
+    QGroupBox *frame2 = frame("Frame2", "Sounds", client, {8, 8, 177, 561});
+    m_drive1 = place(new QComboBox(frame2), "Drive1", {8, 16, 161, 21});
+    m_dir1 = place(new FolderListBox(frame2), "Dir1", {8, 40, 161, 186});
+    m_list1 = place(new WaveFileListBox(frame2), "List1", {8, 232, 161, 316});
 
-    QGroupBox *frame4 = frame("Slots", client, 192, 8, 273, 337);
-    for (int k = 1; k <= 5; ++k) {
-        const auto i = static_cast<std::size_t>(k - 1);
-        QGroupBox *slotFrame = frame("", frame4, 8, 16 + 56 * (k - 1), 257, 49);
-        slotFrame->setTitle(QStringLiteral("Slot %1").arg(k));
-        m_slots[i] = place(new SlotBox(slotFrame), 8, 16, 137, 25);
-        m_tests[i] = place(new QPushButton(QStringLiteral("Loop"), slotFrame), 144, 16, 41, 25);
-        m_loeschen[i] = place(new QPushButton(tr8("Löschen"), slotFrame), 192, 16, 57, 25);
-        m_slots[i]->setObjectName(QStringLiteral("Slot%1").arg(k));
-        m_tests[i]->setObjectName(QStringLiteral("Test%1").arg(k));
-        m_loeschen[i]->setObjectName(QStringLiteral("Command%1").arg(k * 10));
+    QGroupBox *frame4 = frame("Frame4", "Slots", client, {192, 8, 273, 337});
+    for (int k = 1; k <= SlotRows; ++k) {
+        const QString digit = QString::number(k);
+        auto *slotFrame = new QGroupBox(QStringLiteral("Slot ") + digit, frame4);
+        slotFrame->setObjectName(QStringLiteral("SlotFrame") + digit);
+        slotFrame->setGeometry(8, 16 + 56 * (k - 1), 257, 49);
+        SlotRow &r = row(k);
+        r.slot = place(new SlotBox(slotFrame), "", {8, 16, 137, 25});
+        r.test = place(new QPushButton(QStringLiteral("Loop"), slotFrame), "", {144, 16, 41, 25});
+        r.loeschen = place(new QPushButton(tr8("Löschen"), slotFrame), "", {192, 16, 57, 25});
+        r.slot->setObjectName(QStringLiteral("Slot") + digit);
+        r.test->setObjectName(QStringLiteral("Test") + digit);
+        r.loeschen->setObjectName(QStringLiteral("Command%1").arg(k * 10));
     }
-    m_command2 = place(new QPushButton(tr8("Soundgruppe abspielen"), frame4), 8, 296, 257, 33);
+    m_command2 =
+        place(new QPushButton(tr8("Soundgruppe abspielen"), frame4), "Command2", {8, 296, 257, 33});
 
-    place(new LogoPicture(LogoPicture::Motif::Waveform, client), 193, 354, 175, 61);
-    m_command1 = place(new QPushButton(tr8("Sound programmieren"), client), 192, 424, 177, 33);
-    m_abbrechen = place(new QPushButton(tr8("Abbrechen"), client), 192, 464, 177, 33);
+    place(new LogoPicture(LogoPicture::Motif::Waveform, client), "Picture2", {193, 354, 175, 61});
+    m_command1 =
+        place(new QPushButton(tr8("Sound programmieren"), client), "Command1", {192, 424, 177, 33});
+    m_abbrechen =
+        place(new QPushButton(tr8("Abbrechen"), client), "Abbrechen", {192, 464, 177, 33});
 
-    m_label2 = place(new QLabel(client), 200, 512, 393, 33);
+    m_label2 = place(new QLabel(client), "Label2", {200, 512, 393, 33});
     QFont statusFont = m_label2->font();
     statusFont.setBold(true);
     statusFont.setPointSizeF(18);
@@ -154,31 +156,33 @@ void Form1::createControls()
     red.setColor(QPalette::WindowText, Qt::red);
     m_label2->setPalette(red);
 
-    m_progressBar1 = place(new QProgressBar(client), 192, 552, 409, 17);
+    m_progressBar1 = place(new QProgressBar(client), "ProgressBar1", {192, 552, 409, 17});
     m_progressBar1->setRange(0, 100);
     m_progressBar1->setValue(0);
     m_progressBar1->setTextVisible(false);
     m_progressBar1->hide();
     m_timer1 = new QTimer(this);
+    m_timer1->setObjectName(QStringLiteral("Timer1"));
     m_timer1->setInterval(100);
 
-    QGroupBox *frame8 = frame("Qualität", client, 384, 376, 89, 121);
-    m_options[0] = place(new QRadioButton(tr8("16 MBit"), frame8), 16, 24, 65, 17);
-    m_options[1] = place(new QRadioButton(tr8("2 MBit"), frame8), 16, 48, 65, 17);
+    QGroupBox *frame8 = frame("Frame8", "Qualität", client, {384, 376, 89, 121});
+    m_memory16MBit = place(new QRadioButton(tr8("16 MBit"), frame8), "Option1", {16, 24, 65, 17});
+    m_memory2MBit = place(new QRadioButton(tr8("2 MBit"), frame8), "Option2", {16, 48, 65, 17});
 
     // The port options lie on the window itself, drawn over their frame.
-    frame("Serielle Schnittstelle", client, 480, 376, 113, 121);
+    frame("Frame7", "Serielle Schnittstelle", client, {480, 376, 113, 121});
     auto *ports = new QButtonGroup(this);
-    for (int n = 1; n <= 4; ++n) {
-        auto *com = place(new QRadioButton(QStringLiteral("Com%1").arg(n), client), 496,
-                          400 + 24 * (n - 1), 49, 17);
+    for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
+        auto *com = place(new QRadioButton(QStringLiteral("Com%1").arg(port), client), "",
+                          {496, 400 + 24 * (port - 1), 49, 17});
+        com->setObjectName(QStringLiteral("Option%1").arg(port + 2));
         com->raise();
-        ports->addButton(com, n);
-        m_options[static_cast<std::size_t>(n + 1)] = com;
+        ports->addButton(com, port);
+        m_comPorts[static_cast<std::size_t>(port - 1)] = com;
     }
 
-    QGroupBox *frame3 = frame("Sound Definition", client, 472, 8, 313, 65);
-    m_label1 = place(new QLabel(frame3), 8, 24, 297, 33);
+    QGroupBox *frame3 = frame("Frame3", "Sound Definition", client, {472, 8, 313, 65});
+    m_label1 = place(new QLabel(frame3), "Label1", {8, 24, 297, 33});
     m_label1->setWordWrap(true);
     QFont eventFont = m_label1->font();
     eventFont.setBold(true);
@@ -188,50 +192,54 @@ void Form1::createControls()
     title.setColor(QPalette::WindowText, title.color(QPalette::Active, QPalette::Highlight));
     m_label1->setPalette(title);
 
-    m_list3 = place(new QListWidget(client), 472, 80, 313, 277);
+    m_list3 = place(new QListWidget(client), "List3", {472, 80, 313, 277});
     m_list3->addItems(SoundTable::texts());
     m_list3->setSelectionMode(QAbstractItemView::SingleSelection);
 
-    place(new LogoPicture(LogoPicture::Motif::Locomotive, client), 609, 362, 175, 61);
+    place(new LogoPicture(LogoPicture::Motif::Locomotive, client), "Picture1", {609, 362, 175, 61});
 
-    QGroupBox *frame6 = frame("CV Daten", client, 608, 432, 177, 137);
-    m_options[6] = place(new QRadioButton(tr8("Diesel- /E-Lok"), frame6), 16, 24, 137, 17);
-    m_options[7] = place(new QRadioButton(tr8("Dampf-Lok"), frame6), 16, 48, 129, 17);
-    m_selectrix = place(new QRadioButton(tr8("Selectrix"), frame6), 16, 72, 81, 17);
-    m_command3 = place(new QPushButton(tr8("CV Standardwert laden"), client), 616, 528, 161, 33);
+    QGroupBox *frame6 = frame("Frame6", "CV Daten", client, {608, 432, 177, 137});
+    m_cvDiesel =
+        place(new QRadioButton(tr8("Diesel- /E-Lok"), frame6), "Option7", {16, 24, 137, 17});
+    m_cvSteam = place(new QRadioButton(tr8("Dampf-Lok"), frame6), "Option8", {16, 48, 129, 17});
+    m_cvSelectrix =
+        place(new QRadioButton(tr8("Selectrix"), frame6), "Selectrix", {16, 72, 81, 17});
+    m_command3 = place(new QPushButton(tr8("CV Standardwert laden"), client), "Command3",
+                       {616, 528, 161, 33});
     m_command3->raise();
 
-    QGroupBox *frame5 = frame("Speicherbelegung", client, 792, 8, 105, 561);
-    m_cv = place(new QTextEdit(frame5), 8, 16, 89, 537);
+    QGroupBox *frame5 = frame("Frame5", "Speicherbelegung", client, {792, 8, 105, 561});
+    m_cv = place(new QTextEdit(frame5), "CV", {8, 16, 89, 537});
     m_cv->setAcceptRichText(false);
     m_cv->setLineWrapMode(QTextEdit::NoWrap);
 
     // A caption must never be clipped: an option grows to the right when its font needs it.
-    for (QRadioButton *option : m_options)
+    for (QRadioButton *option : client->findChildren<QRadioButton *>())
         option->resize(std::max(option->width(), option->sizeHint().width()), option->height());
-    m_selectrix->resize(std::max(m_selectrix->width(), m_selectrix->sizeHint().width()),
-                        m_selectrix->height());
 
-    m_options[0]->setChecked(true);
-    m_options[2]->setChecked(true);
-    m_options[6]->setChecked(true);
-    for (std::size_t i = 0; i < m_options.size(); ++i)
-        m_options[i]->setObjectName(QStringLiteral("Option%1").arg(i + 1));
-    m_selectrix->setObjectName(QStringLiteral("Selectrix"));
+    m_memory16MBit->setChecked(true);
+    m_comPorts[0]->setChecked(true);
+    m_cvDiesel->setChecked(true);
 }
 
 void Form1::createActions()
 {
-    m_offnen = new QAction(tr8("Öff&nen"), this);
-    m_speichern = new QAction(tr8("&Speichern"), this);
-    m_speichernunter = new QAction(tr8("Speicher unter..."), this);
-    m_ende = new QAction(tr8("&Ende"), this);
-    m_info = new QAction(tr8("&Info"), this);
+    const auto action = [this](const char *name, const char *caption) {
+        auto *a = new QAction(tr8(caption), this);
+        a->setObjectName(QString::fromLatin1(name));
+        return a;
+    };
+    m_offnen = action("Offnen", "Öff&nen");
+    m_speichern = action("Speichern", "&Speichern");
+    m_speichernunter = action("Speichernunter", "Speicher unter...");
+    m_ende = action("Ende", "&Ende");
+    m_info = action("Info", "&Info");
 }
 
 void Form1::createMenus()
 {
     QMenu *datei = menuBar()->addMenu(tr8("&Datei"));
+    datei->setObjectName(QStringLiteral("Datei"));
     datei->addAction(m_offnen);
     datei->addAction(m_speichern);
     datei->addAction(m_speichernunter);
@@ -247,36 +255,32 @@ void Form1::connectControls()
     connect(m_dir1, &FolderListBox::pathChanged, this, &Form1::Dir1_Change);
     connect(m_list1, &QListWidget::itemDoubleClicked, this, &Form1::List1_DblClick);
     connect(m_list3, &QListWidget::currentRowChanged, this, &Form1::List3_Click);
-    for (int k = 1; k <= 5; ++k) {
-        connect(slot(k), &SlotBox::doubleClicked, this, [this, k] { Slot_DblClick(k); });
-        connect(slot(k), &SlotBox::dropped, this,
+    for (int k = 1; k <= SlotRows; ++k) {
+        const SlotRow &r = row(k);
+        connect(r.slot, &SlotBox::doubleClicked, this, [this, k] { Slot_DblClick(k); });
+        connect(r.slot, &SlotBox::dropped, this,
                 [this, k](const DropPayload &payload) { Slot_OLEDragDrop(k, payload); });
-        connect(loeschen(k), &QPushButton::clicked, this, [this, k] { Loeschen_Click(k); });
-        connect(test(k), &QPushButton::clicked, this, [this, k] { Test_Click(k); });
+        connect(r.loeschen, &QPushButton::clicked, this, [this, k] { Loeschen_Click(k); });
+        connect(r.test, &QPushButton::clicked, this, [this, k] { Test_Click(k); });
     }
     connect(m_command2, &QPushButton::clicked, this, &Form1::Command2_Click);
     connect(m_command1, &QPushButton::clicked, this, &Form1::Command1_Click);
     connect(m_abbrechen, &QPushButton::clicked, this, &Form1::Abbrechen_Click);
     connect(m_timer1, &QTimer::timeout, this, &Form1::Timer1_Timer);
-    connect(m_options[0], &QRadioButton::clicked, this, &Form1::Option1_Click);
-    connect(m_options[1], &QRadioButton::clicked, this, &Form1::Option2_Click);
-    for (int n = 1; n <= 4; ++n)
-        connect(m_options[static_cast<std::size_t>(n + 1)], &QRadioButton::clicked, this,
-                [this, n] { ComPort_Click(n); });
-    connect(m_options[6], &QRadioButton::clicked, this, &Form1::Option7_Click);
-    connect(m_options[7], &QRadioButton::clicked, this, &Form1::Option8_Click);
-    connect(m_selectrix, &QRadioButton::clicked, this, &Form1::Selectrix_Click);
+    connect(m_memory16MBit, &QRadioButton::clicked, this, &Form1::Option1_Click);
+    connect(m_memory2MBit, &QRadioButton::clicked, this, &Form1::Option2_Click);
+    for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port)
+        connect(m_comPorts[static_cast<std::size_t>(port - 1)], &QRadioButton::clicked, this,
+                [this, port] { ComPort_Click(port); });
+    connect(m_cvDiesel, &QRadioButton::clicked, this, &Form1::Option7_Click);
+    connect(m_cvSteam, &QRadioButton::clicked, this, &Form1::Option8_Click);
+    connect(m_cvSelectrix, &QRadioButton::clicked, this, &Form1::Selectrix_Click);
     connect(m_command3, &QPushButton::clicked, this, &Form1::Command3_Click);
     connect(m_offnen, &QAction::triggered, this, &Form1::Offnen_Click);
     connect(m_speichern, &QAction::triggered, this, &Form1::Speichern_Click);
     connect(m_speichernunter, &QAction::triggered, this, &Form1::Speichernunter_Click);
     connect(m_ende, &QAction::triggered, this, &Form1::Ende_Click);
     connect(m_info, &QAction::triggered, this, &Form1::Info_Click);
-}
-
-QRadioButton *Form1::option(int n) const
-{
-    return m_options.at(static_cast<std::size_t>(n - 1));
 }
 
 QString Form1::programFile(const QString &name) const
@@ -321,10 +325,6 @@ void Form1::Form_Load()
     m_memoryMBit = 16;
     m_cvDefaultFile = QStringLiteral("cvdiesele.dat");
     m_projectPath.clear();
-
-    QFile image(QStringLiteral(":/WAVE/101"));
-    if (image.open(QIODevice::ReadOnly))
-        m_placeholderWave = image.readAll();
 }
 
 void Form1::Drive1_Change()
@@ -348,12 +348,13 @@ void Form1::List3_Click()
         return;
     const EventView view = eventViewFor(event, m_slotFileNames);
     m_label1->setText(view.caption);
-    for (int k = 1; k <= 5; ++k) {
-        const SlotRowView &row = view.rows[static_cast<std::size_t>(k - 1)];
-        slot(k)->setEnabled(row.enabled);
-        test(k)->setEnabled(row.enabled);
-        loeschen(k)->setEnabled(row.enabled);
-        slot(k)->setText(row.text);
+    for (int k = 1; k <= SlotRows; ++k) {
+        const SlotRowView &shown = view.rows[static_cast<std::size_t>(k - 1)];
+        SlotRow &r = row(k);
+        r.slot->setEnabled(shown.enabled);
+        r.test->setEnabled(shown.enabled);
+        r.loeschen->setEnabled(shown.enabled);
+        r.slot->setText(shown.text);
     }
 }
 
@@ -362,13 +363,14 @@ void Form1::assignToSlot(int k, const QString &slotText, const QString &sourcePa
     const int number = SoundTable::soundNumber(m_list3->currentRow(), k);
     if (number < 0)
         return;
-    const QString previous = slot(k)->text();
-    slot(k)->setText(slotText); // stays visible while the check runs
-    slot(k)->repaint();
+    SlotBox *box = row(k).slot;
+    const QString previous = box->text();
+    box->setText(slotText); // stays visible while the check runs
+    box->repaint();
     const Status taken = m_assigner->assign(m_slotFileNames, number, slotText, sourcePath, way);
     if (!taken) {
         m_services.messages->show(taken.error()); // the new name shows until the box is closed
-        slot(k)->setText(previous);
+        box->setText(previous);
     }
 }
 
@@ -418,12 +420,12 @@ void Form1::Option8_Click()
 void Form1::Selectrix_Click()
 {
     m_list3->setEnabled(false);
-    for (int k = 1; k <= 5; ++k) {
-        slot(k)->setEnabled(false);
-        test(k)->setEnabled(false);
+    for (SlotRow &r : m_rows) {
+        r.slot->setEnabled(false);
+        r.test->setEnabled(false);
     }
-    for (int k = 1; k <= 5; ++k)
-        loeschen(k)->setEnabled(false);
+    for (SlotRow &r : m_rows)
+        r.loeschen->setEnabled(false);
     m_cvDefaultFile = QStringLiteral("cvselectrix.dat");
 }
 
@@ -450,6 +452,175 @@ void Form1::Ende_Click()
     // Ends at once: nothing is saved or asked.
     QApplication::closeAllWindows();
     QApplication::quit();
+}
+
+// Listening: the Loop buttons, the group playback and the file browser's double-click.
+
+namespace {
+const QString LoopCaption = QStringLiteral("Loop");
+const QString StopCaption = QStringLiteral("Stop");
+} // namespace
+
+void Form1::List1_DblClick()
+{
+    const QString entry = m_list1->selectedEntry();
+    if (entry.isEmpty())
+        return;
+    m_services.sound->PlaySoundOnce(pathInFolder(m_browseFolder, entry));
+}
+
+void Form1::ResetLoopButtons()
+{
+    for (SlotRow &r : m_rows)
+        r.test->setText(LoopCaption);
+}
+
+void Form1::stopLoop(int k)
+{
+    m_services.sound->StopSound();
+    row(k).test->setText(LoopCaption);
+    setMousePointer(MousePointer::Default);
+}
+
+void Form1::Test_Click(int k)
+{
+    SlotRow &r = row(k);
+    if (r.slot->text().isEmpty())
+        return;
+    if (r.test->text() == StopCaption) {
+        stopLoop(k);
+        return;
+    }
+    setMousePointer(MousePointer::ArrowHourglass);
+    ResetLoopButtons();
+    r.test->setText(StopCaption);
+    const int number = SoundTable::soundNumber(m_list3->currentRow(), k);
+    if (number >= 0)
+        m_services.sound->PlaySoundLoop(programFile(workingFileName(number)));
+}
+
+void Form1::Command2_Click()
+{
+    setMousePointer(MousePointer::ArrowHourglass);
+    const int event = m_list3->currentRow();
+    const int first = SoundTable::firstSoundNumber(event);
+    const int count = SoundTable::slotCount(event); // 0 with no event selected
+    for (int n = first; n < first + count; ++n) {
+        if (m_slotFileNames.isAssigned(n))
+            m_services.sound->PlaySoundWait(workingFileName(n));
+    }
+    setMousePointer(MousePointer::Default);
+}
+
+// "Löschen": the slot loses its sound; the working file stays on disk.
+void Form1::Loeschen_Click(int k)
+{
+    if (row(k).test->text() == StopCaption)
+        stopLoop(k);
+    const int number = SoundTable::soundNumber(m_list3->currentRow(), k);
+    if (number >= 0)
+        m_slotFileNames.set(number, QString());
+    row(k).slot->setText(QString());
+}
+
+// Decoder programming: the run holds the state, the window shows it, Timer1 drives the ticks.
+
+void Form1::setupProgramming()
+{
+    m_run = std::make_unique<ProgrammingRun>(m_services.programFolder, m_services.makeToolProcess);
+    connect(m_run.get(), &ProgrammingRun::statusTextChanged, this, [this](const QString &text) {
+        m_label2->setText(text);
+        m_label2->repaint(); // visible before the wait begins
+    });
+    connect(m_run.get(), &ProgrammingRun::progressValueChanged, m_progressBar1,
+            &QProgressBar::setValue);
+    connect(m_run.get(), &ProgrammingRun::progressVisibleChanged, m_progressBar1,
+            &QProgressBar::setVisible);
+    connect(m_run.get(), &ProgrammingRun::timerActiveChanged, this, [this](bool active) {
+        if (active)
+            m_timer1->start();
+        else
+            m_timer1->stop();
+    });
+}
+
+void Form1::Command1_Click()
+{
+    // The options are read when the tool starts, after the sound list has been written.
+    m_run->run(m_slotFileNames, m_memoryMBit,
+               [this] { return toolCommand(m_cvSelectrix->isChecked(), m_comPort); });
+}
+
+void Form1::Abbrechen_Click()
+{
+    m_run->cancel();
+}
+
+void Form1::Timer1_Timer()
+{
+    m_run->tick();
+}
+
+// Sound projects and the about box.
+
+// The window as the project commands see it.
+class ProjectHostAdapter final : public ProjectHost
+{
+public:
+    explicit ProjectHostAdapter(Form1 &window) : m_window(window) {}
+
+    QString programFolder() const override { return m_window.programFolder(); }
+    const SlotFileNames &slotFileNames() const override { return m_window.slotFileNames(); }
+    void setSlotFileNames(const SlotFileNames &names) override { m_window.m_slotFileNames = names; }
+    QString projectPath() const override { return m_window.m_projectPath; }
+    void setProjectPath(const QString &path) override { m_window.m_projectPath = path; }
+    QString cvText() const override { return m_window.m_cv->toPlainText(); }
+    void setCvText(const QString &text) override { m_window.m_cv->setPlainText(text); }
+    void refreshEventView() override { m_window.List3_Click(); }
+    void setMousePointer(MousePointer pointer) override { m_window.setMousePointer(pointer); }
+    void showMessage(const UserMessage &message) override
+    {
+        if (m_window.m_services.messages)
+            m_window.m_services.messages->show(message);
+    }
+
+private:
+    Form1 &m_window;
+};
+
+void Form1::setupProjects()
+{
+    m_projects = std::make_unique<ProjectCommands>(std::make_unique<ProjectHostAdapter>(*this),
+                                                   *m_services.dialogs);
+}
+
+void Form1::Offnen_Click()
+{
+    m_projects->open();
+}
+
+void Form1::Speichern_Click()
+{
+    m_projects->save();
+}
+
+void Form1::Speichernunter_Click()
+{
+    m_projects->saveAs();
+}
+
+void Form1::Info_Click()
+{
+    // One box at a time: a second click brings the open box to the front.
+    if (!m_about) {
+        m_about = new frmAbout(m_services.launcher, m_services.messages, this);
+        m_about->setAttribute(Qt::WA_DeleteOnClose);
+        // Not QObject::destroyed: that also fires while the window itself is being torn down.
+        connect(m_about, &frmAbout::unloaded, this, [this] { m_about = nullptr; });
+    }
+    m_about->show();
+    m_about->raise();
+    m_about->activateWindow();
 }
 
 } // namespace klangor

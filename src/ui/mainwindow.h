@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/mousepointer.h"
+#include "common/mousepointer.h"
 #include "soundset/slotassignment.h"
 #include "soundset/slotfilenames.h"
 
@@ -10,9 +10,7 @@
 #include <QMainWindow>
 
 class QAction;
-class QButtonGroup;
 class QComboBox;
-class QGroupBox;
 class QLabel;
 class QListWidget;
 class QProgressBar;
@@ -39,7 +37,7 @@ class WaveFileListBox;
 class frmAbout;
 
 // What the window needs from outside; the caller keeps these alive as long as the window.
-struct Form1Services
+struct WindowServices
 {
     QString programFolder; // working files, sound list, CV files
     QString startFolder;   // the folder the file browser starts in
@@ -51,7 +49,8 @@ struct Form1Services
     std::function<std::unique_ptr<ToolProcess>()> makeToolProcess;
 };
 
-// The program's one working window. Handlers keep the names of their controls and events.
+// The program's one working window. Controls carry their names as object names, and handlers
+// are named after their control and event.
 class Form1 : public QMainWindow
 {
     Q_OBJECT
@@ -59,46 +58,13 @@ class Form1 : public QMainWindow
 public:
     static constexpr int ClientWidth = 906;
     static constexpr int ClientHeight = 573;
+    static constexpr int SlotRows = 5;
 
-    explicit Form1(const Form1Services &services, QWidget *parent = nullptr);
+    explicit Form1(const WindowServices &services, QWidget *parent = nullptr);
     ~Form1() override;
 
-    // Window state, for the parts of the program and for tests.
     const SlotFileNames &slotFileNames() const { return m_slotFileNames; }
-    const QString &browseFolder() const { return m_browseFolder; }
-    int comPort() const { return m_comPort; }
-    int memoryMBit() const { return m_memoryMBit; }
-    const QString &cvDefaultFile() const { return m_cvDefaultFile; }
-    const QString &projectPath() const { return m_projectPath; }
-    const QByteArray &placeholderWave() const { return m_placeholderWave; }
-    MousePointer mousePointer() const { return m_mousePointer; }
     const QString &programFolder() const { return m_services.programFolder; }
-
-    // Controls, for tests that drive the window as a user would.
-    QComboBox *drive1() const { return m_drive1; }
-    FolderListBox *dir1() const { return m_dir1; }
-    WaveFileListBox *list1() const { return m_list1; }
-    QListWidget *list3() const { return m_list3; }
-    QLabel *label1() const { return m_label1; }
-    QLabel *label2() const { return m_label2; }
-    SlotBox *slot(int k) const { return m_slots.at(static_cast<std::size_t>(k - 1)); }
-    QPushButton *test(int k) const { return m_tests.at(static_cast<std::size_t>(k - 1)); }
-    QPushButton *loeschen(int k) const { return m_loeschen.at(static_cast<std::size_t>(k - 1)); }
-    QPushButton *command1() const { return m_command1; }
-    QPushButton *command2() const { return m_command2; }
-    QPushButton *command3() const { return m_command3; }
-    QPushButton *abbrechen() const { return m_abbrechen; }
-    QProgressBar *progressBar1() const { return m_progressBar1; }
-    QTimer *timer1() const { return m_timer1; }
-    QRadioButton *option(int n) const; // Option1..Option8
-    QRadioButton *selectrix() const { return m_selectrix; }
-    QTextEdit *cv() const { return m_cv; }
-    QAction *menuOffnen() const { return m_offnen; }
-    QAction *menuSpeichern() const { return m_speichern; }
-    QAction *menuSpeichernunter() const { return m_speichernunter; }
-    QAction *menuEnde() const { return m_ende; }
-    QAction *menuInfo() const { return m_info; }
-    frmAbout *aboutBox() const { return m_about; }
 
 public slots:
     // Start-up and file browser
@@ -137,22 +103,29 @@ public slots:
     void Ende_Click();
     void Info_Click();
 
-public:
-    // The CV box's two operations.
-    bool loadCvBox(const QString &path);
-    void setMousePointer(MousePointer pointer);
-    QString programFile(const QString &name) const;
-
 private:
+    // The three controls of one slot row.
+    struct SlotRow
+    {
+        SlotBox *slot = nullptr;
+        QPushButton *test = nullptr;     // "Loop" / "Stop"
+        QPushButton *loeschen = nullptr; // "Löschen"
+    };
+
     void createControls();
     void createActions();
     void createMenus();
     void connectControls();
     void setupProgramming();
     void setupProjects();
+    SlotRow &row(int k) { return m_rows.at(static_cast<std::size_t>(k - 1)); }
     void assignToSlot(int k, const QString &slotText, const QString &sourcePath, AssignWay way);
+    void stopLoop(int k);
+    bool loadCvBox(const QString &path);
+    void setMousePointer(MousePointer pointer);
+    QString programFile(const QString &name) const;
 
-    Form1Services m_services;
+    WindowServices m_services;
     std::unique_ptr<WaveChecker> m_checker;
     std::unique_ptr<SlotAssigner> m_assigner;
     std::unique_ptr<ProgrammingRun> m_run;
@@ -165,7 +138,6 @@ private:
     int m_memoryMBit = 16;
     QString m_cvDefaultFile;
     QString m_projectPath;
-    QByteArray m_placeholderWave;
     MousePointer m_mousePointer = MousePointer::Default;
 
     // Controls
@@ -175,17 +147,19 @@ private:
     QListWidget *m_list3 = nullptr;
     QLabel *m_label1 = nullptr;
     QLabel *m_label2 = nullptr;
-    std::array<SlotBox *, 5> m_slots{};
-    std::array<QPushButton *, 5> m_tests{};
-    std::array<QPushButton *, 5> m_loeschen{};
+    std::array<SlotRow, SlotRows> m_rows{};
     QPushButton *m_command1 = nullptr;
     QPushButton *m_command2 = nullptr;
     QPushButton *m_command3 = nullptr;
     QPushButton *m_abbrechen = nullptr;
     QProgressBar *m_progressBar1 = nullptr;
     QTimer *m_timer1 = nullptr;
-    std::array<QRadioButton *, 8> m_options{};
-    QRadioButton *m_selectrix = nullptr;
+    QRadioButton *m_memory16MBit = nullptr;     // Option1
+    QRadioButton *m_memory2MBit = nullptr;      // Option2
+    std::array<QRadioButton *, 4> m_comPorts{}; // Option3..Option6: Com1..Com4
+    QRadioButton *m_cvDiesel = nullptr;         // Option7
+    QRadioButton *m_cvSteam = nullptr;          // Option8
+    QRadioButton *m_cvSelectrix = nullptr;
     QTextEdit *m_cv = nullptr;
     QAction *m_offnen = nullptr;
     QAction *m_speichern = nullptr;

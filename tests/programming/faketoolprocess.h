@@ -7,6 +7,7 @@
 #include <optional>
 #include <QDir>
 #include <QFile>
+#include <QPointer>
 #include <QTimer>
 
 namespace klangor::test {
@@ -94,13 +95,15 @@ struct FakeToolFactory
 {
     FakeToolScript script;
     QList<std::shared_ptr<FakeToolRecord>> records;
+    QPointer<FakeToolProcess> latest;
 
     std::function<std::unique_ptr<ToolProcess>()> factory()
     {
         return [this] {
             records.append(std::make_shared<FakeToolRecord>());
-            return std::unique_ptr<ToolProcess>(
-                std::make_unique<FakeToolProcess>(script, records.last()));
+            auto tool = std::make_unique<FakeToolProcess>(script, records.last());
+            latest = tool.get();
+            return std::unique_ptr<ToolProcess>(std::move(tool));
         };
     }
 };

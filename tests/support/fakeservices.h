@@ -5,12 +5,12 @@
 
 namespace klangor::test {
 
-// Every outside service of the window, faked, and their wiring into Form1Services.
+// Every outside service of the window, faked, and their wiring into WindowServices.
 struct FakeServices
 {
-    Form1Services fakeServices(const QString &programFolder, const QString &startFolder)
+    WindowServices fakeServices(const QString &programFolder, const QString &startFolder)
     {
-        Form1Services services;
+        WindowServices services;
         services.programFolder = programFolder;
         services.startFolder = startFolder;
         services.sound = &m_sound;

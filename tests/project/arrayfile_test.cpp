@@ -75,23 +75,12 @@ TEST(ArrayFileTest, ArraysTheFileCannotHoldAreRefusedBeforeTheFileIsTouched)
     QTemporaryDir dir;
     const QString path = dir.filePath(QStringLiteral("sound.arr"));
     ASSERT_TRUE(test::writeFile(path, "vorher"));
-    const QList<std::pair<const char *, StringArray>> cases = {
-        {"eleven dimensions", StringArray(QList<ArrayBounds>(11, ArrayBounds{0, 1}))},
-        {"no storage", StringArray()},
-    };
-    for (const auto &[what, array] : cases) {
-        SCOPED_TRACE(what);
-        const Status written = WriteArrayFile(path, array);
-        ASSERT_FALSE(written.ok());
-        EXPECT_EQ(test::readFile(path), QByteArray("vorher"));
-    }
-    EXPECT_EQ(
-        WriteArrayFile(path, StringArray(QList<ArrayBounds>(11, ArrayBounds{0, 0}))).error().text,
-        QStringLiteral("Zu viele Dimensionen!"));
-    ASSERT_TRUE(WriteArrayFile(path, StringArray(QList<ArrayBounds>(10, ArrayBounds{0, 1}))));
-    StringArray back = StringArray::oneDimensional(0, 0);
-    ASSERT_TRUE(ReadArrayFile(path, back));
-    EXPECT_EQ(back.dimensionCount(), 10);
+    const Status eleven = WriteArrayFile(path, StringArray(QList<ArrayBounds>(11, {0, 0})));
+    ASSERT_FALSE(eleven);
+    EXPECT_EQ(eleven.error().text, QStringLiteral("Zu viele Dimensionen!"));
+    EXPECT_FALSE(WriteArrayFile(path, StringArray()));
+    EXPECT_EQ(test::readFile(path), QByteArray("vorher"));
+    EXPECT_TRUE(WriteArrayFile(path, StringArray(QList<ArrayBounds>(10, {0, 0}))));
 }
 
 TEST(ArrayFileTest, DamagedFilesAreRefused)

@@ -26,10 +26,7 @@ void put32(QByteArray &out, quint32 v)
 QByteArray makeWav(const WavSpec &spec)
 {
     const int blockAlign = std::max(1, spec.channels * spec.bitsPerSample / 8);
-    const quint32 avg = spec.avgBytesPerSecond ? spec.avgBytesPerSecond
-                                               : static_cast<quint32>(spec.sampleRate * blockAlign);
-    QByteArray body;
-    body.append(spec.formId);
+    QByteArray body("WAVE");
     if (spec.chunkBeforeFormat) {
         body.append("LIST");
         put32(body, 5);
@@ -38,10 +35,10 @@ QByteArray makeWav(const WavSpec &spec)
     }
     body.append("fmt ");
     put32(body, 16);
-    put16(body, static_cast<quint16>(spec.formatTag));
+    put16(body, 1); // PCM
     put16(body, static_cast<quint16>(spec.channels));
     put32(body, static_cast<quint32>(spec.sampleRate));
-    put32(body, avg);
+    put32(body, static_cast<quint32>(spec.sampleRate * blockAlign));
     put16(body, static_cast<quint16>(blockAlign));
     put16(body, static_cast<quint16>(spec.bitsPerSample));
     body.append("data");
@@ -53,7 +50,7 @@ QByteArray makeWav(const WavSpec &spec)
     if (spec.dataBytes & 1)
         body.append('\0');
 
-    QByteArray out = spec.riffId;
+    QByteArray out("RIFF");
     put32(out, static_cast<quint32>(body.size()));
     out.append(body);
     return out;

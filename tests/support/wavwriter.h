@@ -10,14 +10,9 @@ struct WavSpec
     int channels = 1;
     int sampleRate = 11025;
     int bitsPerSample = 8;
-    int formatTag = 1;
     qint64 dataBytes = 1000;
     // Puts a LIST chunk (odd-sized, with its pad byte) between the RIFF header and "fmt ".
     bool chunkBeforeFormat = false;
-    QByteArray riffId = "RIFF";
-    QByteArray formId = "WAVE";
-    // Overrides the average bytes per second (0: computed from the other fields).
-    quint32 avgBytesPerSecond = 0;
 };
 
 // A WAV image with the given header fields; samples are a quiet ramp.

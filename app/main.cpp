@@ -8,29 +8,64 @@
 #include "ui/qtmessagepresenter.h"
 #include "ui/qtprojectdialogs.h"
 
+#include <cstdio>
+#include <cstdlib>
 #include <QApplication>
 #include <QDir>
+#include <QLibraryInfo>
 #include <QStandardPaths>
+#include <QTimer>
+#include <QTranslator>
+
+namespace {
+
+bool g_starting = true;
+QtMessageHandler g_qtHandler = nullptr;
+
+// Without a display Qt aborts with a page of English; the user gets one line instead.
+void onQtMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (g_starting && type == QtFatalMsg) {
+        std::fputs("Klangor braucht eine grafische Sitzung: es ist kein Bildschirm erreichbar.\n",
+                   stderr);
+        std::_Exit(1);
+    }
+    if (g_starting && QByteArray(context.category).startsWith("qt.qpa"))
+        return; // the reason follows as the fatal message
+    if (g_qtHandler)
+        g_qtHandler(type, context, text);
+}
+
+} // namespace
 
 int main(int argc, char *argv[])
 {
+    g_qtHandler = qInstallMessageHandler(onQtMessage);
     QApplication app(argc, argv);
+    g_starting = false;
     QApplication::setApplicationName(QStringLiteral("Klangor"));
     QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
                                             .arg(KLANGOR_VERSION_MAJOR)
                                             .arg(KLANGOR_VERSION_MINOR)
                                             .arg(KLANGOR_VERSION_PATCH));
+    // The whole interface is German, Qt's own dialogs and buttons included, whatever the locale.
+    QTranslator qtTexts;
+    if (qtTexts.load(QStringLiteral("qt_de"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QApplication::installTranslator(&qtTexts);
 
     // An installed program cannot write beside itself: it works in a folder of the user's,
     // seeded with the CV default files installed under share/klangor.
     const QString executableFolder = QCoreApplication::applicationDirPath();
-    const QString programFolder = klangor::resolveProgramFolder(
+    const klangor::Result<QString> resolved = klangor::resolveProgramFolder(
         executableFolder, QStandardPaths::writableLocation(QStandardPaths::AppDataLocation),
         {executableFolder, QDir(executableFolder).filePath(QStringLiteral("../share/klangor"))});
+    const QString programFolder = resolved ? resolved.value() : executableFolder;
     // Finishes or clears what a run that was killed while writing left in the folder.
     klangor::recoverInterruptedWrites(programFolder);
-    const auto sound = klangor::createSystemSoundService(programFolder);
     klangor::QtMessagePresenter messages;
+    const auto sound = klangor::createSystemSoundService(
+        programFolder,
+        [&messages](const klangor::UserMessage &message) { messages.show(message); });
     klangor::QtProjectDialogs dialogs;
     klangor::RiffWaveAudioDevice waveDevice;
     klangor::SystemProgramLauncher launcher;
@@ -51,5 +86,7 @@ int main(int argc, char *argv[])
     messages.setParent(&window);
     dialogs.setParent(&window);
     window.show();
+    if (!resolved)
+        QTimer::singleShot(0, &window, [&] { messages.show(resolved.error()); });
     return QApplication::exec();
 }

@@ -3,6 +3,7 @@
 #include "platform/safefile.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -30,8 +31,8 @@ bool isWritableFolder(const QString &folder)
     return QFileInfo(folder).isDir() && probe.open();
 }
 
-QString resolveProgramFolder(const QString &executableFolder, const QString &userFolder,
-                             const QStringList &seedFolders)
+Result<QString> resolveProgramFolder(const QString &executableFolder, const QString &userFolder,
+                                     const QStringList &seedFolders)
 {
     const QStringList defaults = cvDefaultFileNames();
     const bool defaultsBeside =
@@ -41,7 +42,11 @@ QString resolveProgramFolder(const QString &executableFolder, const QString &use
     if (defaultsBeside && isWritableFolder(executableFolder))
         return executableFolder;
     if (!QDir().mkpath(userFolder))
-        return executableFolder; // nothing better to offer; saving will report its failures
+        return UserMessage(
+            QStringLiteral("Der Ordner „%1“ für die Arbeitsdateien kann nicht angelegt werden: "
+                           "%2 Sounds, CV-Listen und Projekte lassen sich so nicht speichern.")
+                .arg(userFolder, systemReason(errno)),
+            QStringLiteral("Klangor"));
     const QDir target(userFolder);
     for (const QString &name : defaults) {
         if (target.exists(name))

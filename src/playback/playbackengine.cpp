@@ -29,7 +29,8 @@ FrameSource::Ticket PlaybackEngine::start(std::shared_ptr<const PcmSound> sound,
     m_format = sound->format;
     // Queued before the output starts, which sizes its start threshold by what is there.
     const FrameSource::Ticket ticket = m_source.play(std::move(sound), loop);
-    if (!m_output->start(&m_source, m_format, bufferMs))
+    m_refused = !m_output->start(&m_source, m_format, bufferMs);
+    if (m_refused)
         m_source.clear();
     return ticket;
 }

@@ -25,6 +25,8 @@ public:
     void playAndWait(std::shared_ptr<const PcmSound> sound);
     // Drops what plays; nothing more is heard.
     void stop();
+    // False without an output or once the output refused to start.
+    bool isAudible() const { return m_output && !m_refused; }
 
 private:
     FrameSource::Ticket start(std::shared_ptr<const PcmSound> sound, bool loop, int bufferMs);
@@ -33,6 +35,7 @@ private:
     FrameSource m_source;
     PcmFormat m_format;      // what the output was opened with
     bool m_chaining = false; // a group is being played: its next sound joins the stream
+    bool m_refused = false;
     FrameSource::Ticket m_lastWait = 0;
 };
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "common/result.h"
+
+#include <functional>
 #include <QString>
 
 namespace klangor {
@@ -30,6 +33,9 @@ namespace klangor {
 
 // The sound service of this machine; resolves bare names in programFolder. Without an audio
 // device it stays silent, and no call blocks or fails.
-std::unique_ptr<SoundService> createSystemSoundService(const QString &programFolder);
+// tellUser hears once per run that nothing can be heard (no sound server, no device).
+std::unique_ptr<SoundService>
+createSystemSoundService(const QString &programFolder,
+                         std::function<void(const UserMessage &)> tellUser = {});
 
 } // namespace klangor

@@ -56,23 +56,38 @@ private:
 
 } // namespace
 
-SystemSoundService::SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output)
-    : m_programFolder(std::move(programFolder)), m_engine(std::move(output))
+SystemSoundService::SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output,
+                                       std::function<void(const UserMessage &)> tellUser)
+    : m_programFolder(std::move(programFolder)), m_engine(std::move(output)),
+      m_tellUser(std::move(tellUser))
 {}
+
+void SystemSoundService::tellIfMute()
+{
+    // Once per run: a user listening to a group would otherwise get a box per sound.
+    if (!m_engine.isAudible() && m_tellUser && !std::exchange(m_toldMute, true))
+        m_tellUser({QStringLiteral("Es ist keine Tonausgabe verfügbar (kein Soundsystem oder "
+                                   "kein Ausgabegerät). Bis zum nächsten Start von Klangor "
+                                   "bleiben alle Sounds stumm."),
+                    QStringLiteral("Klangor")});
+}
 
 void SystemSoundService::PlaySoundOnce(const QString &path)
 {
     m_engine.play(loadSoundOrDefault(path), false);
+    tellIfMute();
 }
 
 void SystemSoundService::PlaySoundLoop(const QString &path)
 {
     m_engine.play(loadSoundOrDefault(path), true);
+    tellIfMute();
 }
 
 void SystemSoundService::PlaySoundWait(const QString &bareName)
 {
     m_engine.playAndWait(loadSoundOrDefault(QDir(m_programFolder).filePath(bareName)));
+    tellIfMute();
 }
 
 void SystemSoundService::StopSound()
@@ -80,14 +95,17 @@ void SystemSoundService::StopSound()
     m_engine.stop();
 }
 
-std::unique_ptr<SoundService> createSystemSoundService(const QString &programFolder)
+std::unique_ptr<SoundService>
+createSystemSoundService(const QString &programFolder,
+                         std::function<void(const UserMessage &)> tellUser)
 {
     // Without a device the engine has no output and stays silent.
     const QAudioDevice device = QMediaDevices::defaultAudioOutput();
     std::unique_ptr<AudioOutput> output;
     if (!device.isNull())
         output = std::make_unique<QtAudioOutput>(device);
-    return std::make_unique<SystemSoundService>(programFolder, std::move(output));
+    return std::make_unique<SystemSoundService>(programFolder, std::move(output),
+                                                std::move(tellUser));
 }
 
 } // namespace klangor

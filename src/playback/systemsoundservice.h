@@ -10,7 +10,8 @@ namespace klangor {
 class SystemSoundService final : public SoundService
 {
 public:
-    SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output);
+    SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output,
+                       std::function<void(const UserMessage &)> tellUser = {});
 
     void PlaySoundOnce(const QString &path) override;
     void PlaySoundLoop(const QString &path) override;
@@ -18,8 +19,12 @@ public:
     void StopSound() override;
 
 private:
+    void tellIfMute();
+
     QString m_programFolder;
     PlaybackEngine m_engine;
+    std::function<void(const UserMessage &)> m_tellUser;
+    bool m_toldMute = false;
 };
 
 } // namespace klangor

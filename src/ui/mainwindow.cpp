@@ -21,6 +21,7 @@
 #include <QFile>
 #include <QGroupBox>
 #include <QLabel>
+#include <QLayout>
 #include <QMenuBar>
 #include <QProgressBar>
 #include <QPushButton>
@@ -96,11 +97,15 @@ Form1::Form1(const WindowServices &services, QWidget *parent)
     setObjectName(QStringLiteral("Form1"));
     setWindowTitle(QStringLiteral("Klangor"));
     // Fixed single border: can be minimized, not resized or maximized.
-    setWindowFlags(Qt::Window | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                   Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
+    setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                   Qt::WindowSystemMenuHint | Qt::WindowMinimizeButtonHint |
+                   Qt::WindowCloseButtonHint);
     createControls();
     createActions();
     createMenus();
+    // Minimum and maximum size alike: the window manager offers no resize border and no
+    // maximize button.
+    layout()->setSizeConstraint(QLayout::SetFixedSize);
     connectControls();
     setupProgramming();
     setupProjects();
@@ -120,7 +125,7 @@ void Form1::createControls()
     setCentralWidget(client);
 
     QGroupBox *frame2 = frame("Frame2", "Sounds", client, {8, 8, 177, 561});
-    m_drive1 = place(new QComboBox(frame2), "Drive1", {8, 16, 161, 21});
+    m_drive1 = place(new DriveListBox(driveRoots, frame2), "Drive1", {8, 16, 161, 21});
     m_dir1 = place(new FolderListBox(frame2), "Dir1", {8, 40, 161, 186});
     m_list1 = place(new WaveFileListBox(frame2), "List1", {8, 232, 161, 316});
 
@@ -141,7 +146,7 @@ void Form1::createControls()
     m_command2 =
         place(new QPushButton(tr8("Soundgruppe abspielen"), frame4), "Command2", {8, 296, 257, 33});
 
-    place(new LogoPicture(LogoPicture::Motif::Waveform, client), "Picture2", {193, 354, 175, 61});
+    place(new LogoPicture(LogoPicture::Motif::Waveform, client), "Picture2", {192, 352, 177, 65});
     m_command1 =
         place(new QPushButton(tr8("Sound programmieren"), client), "Command1", {192, 424, 177, 33});
     m_abbrechen =
@@ -195,8 +200,13 @@ void Form1::createControls()
     m_list3 = place(new QListWidget(client), "List3", {472, 80, 313, 277});
     m_list3->addItems(SoundTable::texts());
     m_list3->setSelectionMode(QAbstractItemView::SingleSelection);
+    // The slot rows act on the selected event: a Ctrl+click must not leave none selected.
+    connect(m_list3, &QListWidget::itemSelectionChanged, this, [this] {
+        if (m_list3->selectedItems().isEmpty() && m_list3->currentItem())
+            m_list3->currentItem()->setSelected(true);
+    });
 
-    place(new LogoPicture(LogoPicture::Motif::Locomotive, client), "Picture1", {609, 362, 175, 61});
+    place(new LogoPicture(LogoPicture::Motif::Locomotive, client), "Picture1", {608, 360, 177, 65});
 
     QGroupBox *frame6 = frame("Frame6", "CV Daten", client, {608, 432, 177, 137});
     m_cvDiesel =
@@ -307,7 +317,6 @@ void Form1::setMousePointer(MousePointer pointer)
 void Form1::Form_Load()
 {
     const QStringList roots = driveRoots();
-    m_drive1->addItems(roots);
     const QString start =
         m_services.startFolder.isEmpty() ? QDir::currentPath() : m_services.startFolder;
     m_drive1->setCurrentText(driveOf(QFileInfo(start).absoluteFilePath(), roots));
@@ -331,6 +340,7 @@ void Form1::Drive1_Change()
 {
     // A drive that cannot be read leaves the folder list as it was.
     m_dir1->setPath(m_drive1->currentText());
+    m_drive1->refresh();
 }
 
 void Form1::Dir1_Change()

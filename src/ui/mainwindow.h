@@ -21,6 +21,7 @@ class QTimer;
 
 namespace klangor {
 
+class DriveListBox;
 class FolderListBox;
 class MessagePresenter;
 class ProgramLauncher;
@@ -141,7 +142,7 @@ private:
     MousePointer m_mousePointer = MousePointer::Default;
 
     // Controls
-    QComboBox *m_drive1 = nullptr;
+    DriveListBox *m_drive1 = nullptr;
     FolderListBox *m_dir1 = nullptr;
     WaveFileListBox *m_list1 = nullptr;
     QListWidget *m_list3 = nullptr;

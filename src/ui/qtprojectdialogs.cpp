@@ -5,6 +5,8 @@
 
 namespace klangor {
 
+// "*.spj (Sounds)|*.spj" becomes "*.spj (Sounds) (*.spj)"; the dialogs hide the pattern part,
+// so the user sees the description alone.
 QString qtFileDialogFilter(const QString &filter)
 {
     const QStringList parts = filter.split(QLatin1Char('|'));
@@ -23,14 +25,16 @@ QString QtProjectDialogs::ShowOpenDialog(const QString &filter, const QString &t
                                          const QString &initialFolder)
 {
     // getOpenFileName accepts only files that exist.
-    return QFileDialog::getOpenFileName(m_parent, title, initialFolder, qtFileDialogFilter(filter));
+    return QFileDialog::getOpenFileName(m_parent, title, initialFolder, qtFileDialogFilter(filter),
+                                        nullptr, QFileDialog::HideNameFilterDetails);
 }
 
 QString QtProjectDialogs::ShowSaveDialog(const QString &filter, const QString &title,
                                          const QString &initialFolder)
 {
     // Without DontConfirmOverwrite the dialog asks before replacing an existing file.
-    return QFileDialog::getSaveFileName(m_parent, title, initialFolder, qtFileDialogFilter(filter));
+    return QFileDialog::getSaveFileName(m_parent, title, initialFolder, qtFileDialogFilter(filter),
+                                        nullptr, QFileDialog::HideNameFilterDetails);
 }
 
 } // namespace klangor

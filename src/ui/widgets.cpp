@@ -124,16 +124,43 @@ void FolderListBox::openItem(QListWidgetItem *item)
         setPath(item->data(Qt::UserRole).toString());
 }
 
-LogoPicture::LogoPicture(Motif motif, QWidget *parent) : QWidget(parent), m_motif(motif)
+DriveListBox::DriveListBox(std::function<QStringList()> drives, QWidget *parent)
+    : QComboBox(parent), m_drives(std::move(drives))
 {
-    setFixedSize(175, 61);
+    refresh();
+}
+
+void DriveListBox::refresh()
+{
+    const QString chosen = currentText();
+    const QSignalBlocker quiet(this);
+    clear();
+    addItems(m_drives());
+    if (const int index = findText(chosen); index >= 0)
+        setCurrentIndex(index);
+}
+
+void DriveListBox::showPopup()
+{
+    refresh();
+    QComboBox::showPopup();
+}
+
+LogoPicture::LogoPicture(Motif motif, QWidget *parent) : QFrame(parent), m_motif(motif)
+{
+    setFrameStyle(QFrame::Panel | QFrame::Sunken);
+    setFixedSize(177, 65);
 }
 
 void LogoPicture::paintEvent(QPaintEvent *)
 {
     QPainter p(this);
+    drawFrame(&p);
+    const QRect inside = contentsRect();
+    p.setClipRect(inside);
+    p.translate(inside.topLeft());
     p.setRenderHint(QPainter::Antialiasing);
-    const QRectF r = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
+    const QRectF r = QRectF(QPointF(), inside.size()).adjusted(0.5, 0.5, -0.5, -0.5);
     QLinearGradient sky(r.topLeft(), r.bottomLeft());
     sky.setColorAt(0, QColor(0x1f, 0x3b, 0x5c));
     sky.setColorAt(1, QColor(0x0b, 0x18, 0x28));
@@ -156,7 +183,7 @@ void LogoPicture::paintEvent(QPaintEvent *)
         f.setPixelSize(13);
         p.setFont(f);
         p.setPen(Qt::white);
-        p.drawText(QRectF(0, 42, width(), 18), Qt::AlignCenter, QStringLiteral("Klangor"));
+        p.drawText(QRectF(0, 42, inside.width(), 18), Qt::AlignCenter, QStringLiteral("Klangor"));
     } else {
         // A small diesel locomotive on its rails.
         p.setPen(QPen(QColor(0x9a, 0xa5, 0xb1), 2));

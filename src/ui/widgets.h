@@ -2,6 +2,9 @@
 
 #include "soundset/slotassignment.h"
 
+#include <functional>
+#include <QComboBox>
+#include <QFrame>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QWidget>
@@ -63,8 +66,24 @@ private:
     QString m_path;
 };
 
-// A fixed image of 175 x 61 pixels.
-class LogoPicture : public QWidget
+// The drive list: looks again for mounted media each time it opens, so that a stick put in
+// after the start shows up.
+class DriveListBox : public QComboBox
+{
+    Q_OBJECT
+
+public:
+    DriveListBox(std::function<QStringList()> drives, QWidget *parent = nullptr);
+    // Lists the drives anew; the chosen one stays chosen while it is there.
+    void refresh();
+    void showPopup() override;
+
+private:
+    std::function<QStringList()> m_drives;
+};
+
+// A fixed image in a sunken box of 177 x 65 pixels.
+class LogoPicture : public QFrame
 {
     Q_OBJECT
 

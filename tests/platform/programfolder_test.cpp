@@ -16,15 +16,21 @@ TEST(ProgramFolder, BesideTheProgramOnlyWithTheDefaultsThereElseASeededUserFolde
     ASSERT_TRUE(test::writeFile(share.filePath(QStringLiteral("cvdampf.dat")), "S\r\n"));
     ASSERT_TRUE(test::writeFile(user.filePath(QStringLiteral("cvdampf.dat")), "eigene"));
 
-    EXPECT_EQ(resolveProgramFolder(bin.path(), user.path(), {bin.path(), share.path()}),
+    EXPECT_EQ(resolveProgramFolder(bin.path(), user.path(), {bin.path(), share.path()}).value(),
               user.path());
     EXPECT_EQ(test::readFile(user.filePath(QStringLiteral("cvdiesele.dat"))), "D\r\n");
     EXPECT_EQ(test::readFile(user.filePath(QStringLiteral("cvdampf.dat"))), "eigene");
     EXPECT_TRUE(QDir(bin.path()).isEmpty());
+    // A user folder that cannot be made (here: below a file) is told, with the reason.
+    const QString blocked = share.filePath(QStringLiteral("cvdampf.dat/Klangor"));
+    const Result<QString> refused = resolveProgramFolder(bin.path(), blocked, {});
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().text.contains(QStringLiteral("„%1“").arg(blocked)));
 
     // A build or an unpacked copy: the defaults beside the program, which can write there.
     ASSERT_TRUE(test::writeFile(bin.filePath(QStringLiteral("cvdampf.dat")), "S\r\n"));
-    EXPECT_EQ(resolveProgramFolder(bin.path(), user.filePath(QStringLiteral("x")), {}), bin.path());
+    EXPECT_EQ(resolveProgramFolder(bin.path(), user.filePath(QStringLiteral("x")), {}).value(),
+              bin.path());
 }
 
 } // namespace

@@ -29,19 +29,13 @@ struct OutputRecording
     std::size_t lastSize() const { return segments.empty() ? 0 : segments.back().size(); }
 };
 
-struct FakeOutputOptions
-{
-    bool failsToOpen = false;
-    bool stalled = false; // opens but never takes a frame
-};
-
 // Pulls like QAudioSink: a chunk per turn of the event loop and, after an empty read, again
 // only once the source emits readyRead. Records every sample it takes.
 class FakeAudioOutput final : public AudioOutput
 {
 public:
-    explicit FakeAudioOutput(OutputRecording &recording, FakeOutputOptions options = {})
-        : m_recording(recording), m_options(std::move(options))
+    explicit FakeAudioOutput(OutputRecording &recording, bool opens = true)
+        : m_recording(recording), m_opens(opens)
     {
         QObject::connect(&m_timer, &QTimer::timeout, [this] { pull(); });
     }
@@ -49,15 +43,13 @@ public:
     bool start(QIODevice *source, const PcmFormat &, int) override
     {
         stop();
-        if (m_options.failsToOpen)
+        if (!m_opens)
             return false;
         m_recording.segments.emplace_back();
-        m_recording.pulling = !m_options.stalled;
+        m_recording.pulling = true;
         m_source = source;
-        m_wake = QObject::connect(source, &QIODevice::readyRead, &m_timer, [this] {
-            if (m_recording.pulling)
-                m_timer.start(0);
-        });
+        m_wake =
+            QObject::connect(source, &QIODevice::readyRead, &m_timer, [this] { m_timer.start(0); });
         emit source->readyRead();
         return true;
     }
@@ -81,7 +73,7 @@ private:
     }
 
     OutputRecording &m_recording;
-    FakeOutputOptions m_options;
+    bool m_opens;
     QIODevice *m_source = nullptr;
     QTimer m_timer;
     QMetaObject::Connection m_wake;

@@ -5,8 +5,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <QDir>
-#include <QFile>
 #include <QPointer>
 #include <QTimer>
 
@@ -19,15 +17,12 @@ struct FakeToolScript
     bool failLaterToStart = false;                 // start() accepts, then the system refuses
     std::optional<int> finishAfterMs = 0;          // nullopt: runs until terminated
     int exitCode = 0;
-    std::function<void()> whileRunning; // called from the run's wait, once the tool runs
 };
 
 // What the run asked of a fake tool, kept after the tool object is gone.
 struct FakeToolRecord
 {
-    QString commandLine; // program and arguments
-    QString workingFolder;
-    QByteArray soundListAtStart; // what "soundlist.dat" held when the tool started
+    QString commandLine; // program and arguments, then the working folder
     int terminateCalls = 0;
 };
 
@@ -43,22 +38,14 @@ public:
     bool start(const QString &program, const QStringList &arguments,
                const QString &workingFolder) override
     {
-        m_record->commandLine = (QStringList{program} + arguments).join(QLatin1Char(' '));
-        m_record->workingFolder = workingFolder;
-        QFile list(QDir(workingFolder).filePath(QStringLiteral("soundlist.dat")));
-        if (list.open(QIODevice::ReadOnly))
-            m_record->soundListAtStart = list.readAll();
-        if (m_script.refuse)
-            m_error = *m_script.refuse;
+        m_record->commandLine = (QStringList{program} + arguments << workingFolder).join(' ');
+        m_error = m_script.refuse.value_or(m_script.failLaterToStart ? StartError::NotStartable
+                                                                     : StartError::None);
         m_running = !m_script.refuse;
-        // Timers fire only once the run sits in its wait. No context object: the call may
-        // delete this tool.
-        if (m_running && m_script.whileRunning)
-            QTimer::singleShot(0, m_script.whileRunning);
+        // Timers fire only once the run sits in its wait.
         if (m_running && m_script.failLaterToStart) {
             QTimer::singleShot(0, this, [this] {
                 m_running = false;
-                m_error = StartError::NotStartable;
                 emit startFailed();
             });
         } else if (m_running && m_script.finishAfterMs) {
@@ -73,8 +60,7 @@ public:
     {
         ++m_record->terminateCalls;
         // Like the real process: the end is reported from the event loop, not from here.
-        if (m_running)
-            QTimer::singleShot(0, this, [this] { finish(TerminatedExitCode); });
+        QTimer::singleShot(0, this, [this] { finish(TerminatedExitCode); });
     }
 
     void finish(int exitCode)

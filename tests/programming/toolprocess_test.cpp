@@ -9,8 +9,6 @@
 namespace klangor {
 namespace {
 
-using test::ScopedEnv;
-
 int exitCode(ToolProcess &tool)
 {
     QSignalSpy finished(&tool, &ToolProcess::finished);
@@ -22,70 +20,62 @@ int exitCode(ToolProcess &tool)
 class ToolProcessTest : public ::testing::Test
 {
 protected:
-    std::unique_ptr<ToolProcess> startWorkingTool()
+    std::unique_ptr<ToolProcess> start(const char *port)
     {
         auto tool = createSystemToolProcess();
-        EXPECT_TRUE(tool->start(QStringLiteral("cvburn.exe"), {"3", "cvlist.dat"}, folder()));
-        EXPECT_TRUE(
-            QTest::qWaitFor([this] { return m_folder.log().contains("port=COM3"); }, 60000));
+        EXPECT_TRUE(tool->start("cvburn.exe", {port, "cvlist.dat"}, m_folder.folder()));
         return tool;
     }
-    QString folder() const { return m_folder.folder(); }
+    bool logged(const QByteArray &line) const
+    {
+        return QTest::qWaitFor([&] { return m_folder.log().split('\n').contains(line); }, 60000);
+    }
     QString release() const { return m_folder.path(QStringLiteral("release")); }
 
     test::StandInFolder m_folder;
-    ScopedEnv m_hold{"KLANGOR_STANDIN_UNTIL", release().toUtf8()};
+    test::ScopedEnv m_hold{"KLANGOR_STANDIN_UNTIL", release().toUtf8()};
 };
 
-TEST_F(ToolProcessTest, RunsInTheFolderWithItsArgumentsAndReportsTheExitCode)
+TEST_F(ToolProcessTest, ReportsTheExitCode)
 {
     ASSERT_TRUE(test::writeFile(release(), ""));
     // A crash is never reported as success: 128 + SIGABRT.
     const std::tuple<const char *, const char *, int> cases[] = {
         {"KLANGOR_STANDIN_EXIT", "7", 7}, {"KLANGOR_STANDIN_CRASH", "1", 134}};
     for (const auto &[variable, value, expected] : cases) {
-        ScopedEnv control(variable, value);
-        const auto tool = createSystemToolProcess();
-        ASSERT_TRUE(tool->start(QStringLiteral("cvburn.exe"), {"2", "cvlist.dat"}, folder()));
-        EXPECT_EQ(exitCode(*tool), expected);
+        test::ScopedEnv control(variable, value);
+        EXPECT_EQ(exitCode(*start("2")), expected);
     }
-    const QList<QByteArray> log = m_folder.log().split('\n');
-    EXPECT_TRUE(log.contains("argv=cvburn.exe 2 cvlist.dat"));
-    EXPECT_TRUE(log.contains("cwd=" + QFileInfo(folder()).canonicalFilePath().toUtf8()));
 }
 
-TEST_F(ToolProcessTest, TerminateKillsAWorkingToolWithExitCodeOne)
+// Terminating kills the tool; destroying the object lets a working tool finish its job.
+TEST_F(ToolProcessTest, RunsInTheFolderUntilTerminatedOrLetGo)
 {
-    const auto tool = startWorkingTool();
-    tool->terminate();
-    EXPECT_EQ(exitCode(*tool), ToolProcess::TerminatedExitCode);
-    EXPECT_FALSE(m_folder.log().contains("exit="));
-}
-
-TEST_F(ToolProcessTest, DestroyedWhileRunningLeavesTheToolRunning)
-{
-    startWorkingTool().reset();
+    const auto killed = start("3");
+    ASSERT_TRUE(logged("argv=cvburn.exe 3 cvlist.dat"));
+    EXPECT_TRUE(logged("cwd=" + QFileInfo(m_folder.folder()).canonicalFilePath().toUtf8()));
+    killed->terminate();
+    EXPECT_EQ(exitCode(*killed), ToolProcess::TerminatedExitCode);
+    start("4").reset();
+    ASSERT_TRUE(logged("port=COM4"));
     ASSERT_TRUE(test::writeFile(release(), ""));
-    EXPECT_TRUE(QTest::qWaitFor([this] { return m_folder.log().contains("exit=0"); }, 60000));
+    EXPECT_TRUE(logged("exit=0"));
 }
 
 TEST_F(ToolProcessTest, StartFailuresTellMissingFromNotStartable)
 {
-    ASSERT_TRUE(test::writeFile(m_folder.path(QStringLiteral("text.exe")), "kein Programm"));
-    ASSERT_TRUE(QFile::copy(m_folder.path(QStringLiteral("text.exe")),
-                            m_folder.path(QStringLiteral("skript.exe"))));
-    QFile::setPermissions(m_folder.path(QStringLiteral("skript.exe")), QFile::ExeOwner);
+    // An executable file that the system cannot run.
+    const QString script = m_folder.path(QStringLiteral("skript.exe"));
+    ASSERT_TRUE(test::writeFile(script, "kein Programm"));
+    ASSERT_TRUE(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
     using Error = ToolProcess::StartError;
     const std::pair<QString, Error> cases[] = {{"fehlt.exe", Error::NotFound},
-                                               {"text.exe", Error::NotStartable},
                                                {"skript.exe", Error::NotStartable}};
     for (const auto &[program, error] : cases) {
         const auto tool = createSystemToolProcess();
         QSignalSpy failedLater(tool.get(), &ToolProcess::startFailed);
-        // The system may refuse an executable file only from the event loop.
-        if (tool->start(program, {}, folder())) {
-            EXPECT_TRUE(failedLater.wait(60000));
-        }
+        // Refused at once, or only from the event loop.
+        EXPECT_TRUE(!tool->start(program, {}, m_folder.folder()) || failedLater.wait(60000));
         EXPECT_EQ(tool->startError(), error) << program.toStdString();
     }
 }

@@ -151,7 +151,8 @@ TEST_F(MainWindow, OptionsReachTheToolAndTheCvBox)
         ASSERT_FALSE(m_tools.records.isEmpty());
         const FakeToolRecord &tool = *m_tools.records.last();
         EXPECT_EQ(tool.commandLine.section(' ', 0, 1), c.program + " " + c.port);
-        EXPECT_EQ(tool.soundListAtStart, soundListBytes(SlotFileNames(), c.memoryMBit));
+        EXPECT_EQ(readFile(programFile("soundlist.dat")),
+                  soundListBytes(SlotFileNames(), c.memoryMBit));
         EXPECT_EQ(control<QTextEdit>("CV")->toPlainText(), c.cv);
         EXPECT_EQ(control("List3")->isEnabled(), c.eventsEnabled);
     }

@@ -20,5 +20,24 @@ TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
     EXPECT_EQ(recording.lastSize(), 300u); // the file's samples, not the default sound
 }
 
+// Without a sound server, or with an output that will not open, the user hears of it once.
+TEST(SystemSoundService, NothingAudibleIsToldOncePerRun)
+{
+    test::OutputRecording recording;
+    for (const bool present : {false, true}) {
+        std::unique_ptr<AudioOutput> output;
+        if (present)
+            output = std::make_unique<test::FakeAudioOutput>(recording, false);
+        QStringList told;
+        SystemSoundService service(QString(), std::move(output),
+                                   [&](const UserMessage &message) { told << message.text; });
+        service.PlaySoundOnce(QStringLiteral("a.wav"));
+        service.PlaySoundLoop(QStringLiteral("a.wav"));
+        service.PlaySoundWait(QStringLiteral("1.wav"));
+        ASSERT_EQ(told.size(), 1);
+        EXPECT_TRUE(told[0].startsWith(QStringLiteral("Es ist keine Tonausgabe verfügbar")));
+    }
+}
+
 } // namespace
 } // namespace klangor

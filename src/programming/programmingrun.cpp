@@ -19,15 +19,23 @@ ToolCommand toolCommand(bool selectrix, int comPort)
 
 namespace {
 
+// Every text of the status line, in one place so that the window can make room for each.
+const QString RunningText = QStringLiteral("Programmierung läuft...");
+const QString NotFoundText = QStringLiteral("Programmiertool nicht gefunden!");
 // Three ways to fail one start end in the same text.
-QString toolNotStartableText()
-{
-    return QStringLiteral("Programmiertool startet nicht!");
-}
+const QString NotStartableText = QStringLiteral("Programmiertool startet nicht!");
+const QString DoneText = QStringLiteral("Programmierung ist fertig!");
+const QString FailedText = QStringLiteral("Ein Fehler ist aufgetreten!");
+const QString CancelledText = QStringLiteral("Programmierung abgebrochen...");
 
 constexpr int ProgressMaximum = 100;
 
 } // namespace
+
+QStringList ProgrammingRun::statusTexts()
+{
+    return {RunningText, NotFoundText, NotStartableText, DoneText, FailedText, CancelledText};
+}
 
 ProgrammingRun::ProgrammingRun(QString programFolder, ToolFactory makeTool, QObject *parent)
     : QObject(parent), m_programFolder(std::move(programFolder)), m_makeTool(std::move(makeTool))
@@ -58,7 +66,7 @@ ProgrammingRun::Outcome ProgrammingRun::run(const SlotFileNames &names, int memo
     // A cancel during the sound list's yield has already reset the window: no tool then.
     Outcome outcome = Outcome::Cancelled;
     if (!m_cancelRequested) {
-        setStatusText(QStringLiteral("Programmierung läuft..."));
+        setStatusText(RunningText);
         setProgressVisible(true); // goes on from where the last run left it
         setTimerActive(true);
         outcome = waitForTool(chooseCommand());
@@ -76,7 +84,7 @@ ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
 {
     m_tool = m_makeTool ? m_makeTool() : nullptr;
     if (!m_tool) {
-        setStatusText(toolNotStartableText());
+        setStatusText(NotStartableText);
         return Outcome::NotStartable;
     }
     connect(m_tool.get(), &ToolProcess::finished, this, [this](int exitCode) {
@@ -91,8 +99,7 @@ ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
 
     if (!m_tool->start(command.program, command.arguments, m_programFolder)) {
         const bool missing = m_tool->startError() == ToolProcess::StartError::NotFound;
-        setStatusText(missing ? QStringLiteral("Programmiertool nicht gefunden!")
-                              : toolNotStartableText());
+        setStatusText(missing ? NotFoundText : NotStartableText);
         return missing ? Outcome::NotFound : Outcome::NotStartable;
     }
 
@@ -110,14 +117,13 @@ ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
     if (m_cancelRequested)
         return Outcome::Cancelled; // the cancel's text stays
     if (m_startFailed) {
-        setStatusText(toolNotStartableText());
+        setStatusText(NotStartableText);
         return Outcome::NotStartable;
     }
     if (!m_toolEnded)
         return Outcome::Interrupted; // the application is quitting; the tool runs on
     const bool success = m_exitCode == 0 || m_exitCode == 258;
-    setStatusText(success ? QStringLiteral("Programmierung ist fertig!")
-                          : QStringLiteral("Ein Fehler ist aufgetreten!"));
+    setStatusText(success ? DoneText : FailedText);
     return success ? Outcome::Done : Outcome::Failed;
 }
 
@@ -129,7 +135,7 @@ void ProgrammingRun::cancel()
             m_tool->terminate();
         stopWaiting();
     }
-    setStatusText(QStringLiteral("Programmierung abgebrochen..."));
+    setStatusText(CancelledText);
     setProgressVisible(false);
     setTimerActive(false);
 }

@@ -60,6 +60,8 @@ public:
     void tick();
 
     const QString &statusText() const { return m_statusText; }
+    // Every text the run can put on the status line.
+    static QStringList statusTexts();
 
 signals:
     void statusTextChanged(const QString &text);

@@ -13,12 +13,14 @@
 #include "ui/aboutdialog.h"
 #include "ui/widgets.h"
 
+#include <algorithm>
 #include <QAction>
 #include <QApplication>
 #include <QButtonGroup>
 #include <QComboBox>
 #include <QDir>
 #include <QFile>
+#include <QFontMetrics>
 #include <QGroupBox>
 #include <QLabel>
 #include <QLayout>
@@ -50,6 +52,8 @@ QGroupBox *frame(const char *name, const char *caption, QWidget *parent, const Q
 {
     return place(new QGroupBox(tr8(caption), parent), name, geometry);
 }
+
+const QString CvDieselMissingText = QStringLiteral("CV-Datei \"cvdiesele.dat\" fehlt");
 
 // Roots of the mounted file systems stand in for drive letters; pseudo file systems are left out.
 QStringList driveRoots()
@@ -153,9 +157,18 @@ void Form1::createControls()
         place(new QPushButton(tr8("Abbrechen"), client), "Abbrechen", {192, 464, 177, 33});
 
     m_label2 = place(new QLabel(client), "Label2", {200, 512, 393, 33});
+    // 18 points where every status text fits; a wider system font gets a smaller size.
     QFont statusFont = m_label2->font();
     statusFont.setBold(true);
-    statusFont.setPointSizeF(18);
+    const QStringList statusTexts = ProgrammingRun::statusTexts() << CvDieselMissingText;
+    for (qreal points = 18; points >= 8; points -= 0.5) {
+        statusFont.setPointSizeF(points);
+        const QFontMetrics metrics(statusFont);
+        if (std::all_of(statusTexts.begin(), statusTexts.end(), [&](const QString &text) {
+                return metrics.horizontalAdvance(text) <= m_label2->width();
+            }))
+            break;
+    }
     m_label2->setFont(statusFont);
     QPalette red = m_label2->palette();
     red.setColor(QPalette::WindowText, Qt::red);
@@ -328,7 +341,7 @@ void Form1::Form_Load()
     List3_Click(); // the selection signal does not fire when row 0 was already current
 
     if (!loadCvBox(programFile(QStringLiteral("cvdiesele.dat"))))
-        m_label2->setText(tr8("CV-Datei \"cvdiesele.dat\" fehlt"));
+        m_label2->setText(CvDieselMissingText);
     m_slotFileNames.clear();
     m_comPort = 1;
     m_memoryMBit = 16;

@@ -9,8 +9,6 @@
 namespace klangor {
 namespace {
 
-using test::plainRecords;
-using test::projectBytes;
 using test::readFile;
 using test::snapshot;
 using test::writeFile;
@@ -109,21 +107,6 @@ TEST_F(ProjectCommandsTest, SavedProjectOpensIntoAnotherFolderWithNamesSoundsAnd
     EXPECT_EQ(fresh.host->cv, QStringLiteral("kurz"));
     EXPECT_EQ(fresh.host->path, project(QStringLiteral("lok.spj")));
     EXPECT_EQ(readFile(other.filePath(QStringLiteral("1.wav"))), sound);
-}
-
-TEST_F(ProjectCommandsTest, ASoundArrWithFewerBoundsSetsOnlyThoseEntries)
-{
-    StringArray partial = StringArray::oneDimensional(5, 6);
-    partial.set({5}, QStringLiteral("fünf"));
-    ASSERT_TRUE(writeFile(project(QStringLiteral("teil.spj")),
-                          projectBytes(plainRecords(arrayFileBytes(partial).value()))));
-    m_host.names.set(0, QStringLiteral("bleibt"));
-    m_host.names.set(6, QStringLiteral("wird leer"));
-    m_window.open(project(QStringLiteral("teil.spj")));
-    ASSERT_TRUE(m_host.messages.isEmpty());
-    EXPECT_EQ(m_host.names.at(0), QStringLiteral("bleibt"));
-    EXPECT_EQ(m_host.names.at(5), QStringLiteral("fünf"));
-    EXPECT_EQ(m_host.names.at(6), QString());
 }
 
 TEST_F(ProjectCommandsTest, NamesTheProjectCannotHoldAreToldAndTheSaveCompletes)

@@ -17,6 +17,7 @@ struct FakeToolScript
     bool failLaterToStart = false;                 // start() accepts, then the system refuses
     std::optional<int> finishAfterMs = 0;          // nullopt: runs until terminated
     int exitCode = 0;
+    std::function<void()> whileRunning; // called from the run's wait, once the tool runs
 };
 
 // What the run asked of a fake tool, kept after the tool object is gone.
@@ -42,7 +43,10 @@ public:
         m_error = m_script.refuse.value_or(m_script.failLaterToStart ? StartError::NotStartable
                                                                      : StartError::None);
         m_running = !m_script.refuse;
-        // Timers fire only once the run sits in its wait.
+        // Timers fire only once the run sits in its wait. No context object: the call may
+        // delete this tool.
+        if (m_running && m_script.whileRunning)
+            QTimer::singleShot(0, m_script.whileRunning);
         if (m_running && m_script.failLaterToStart) {
             QTimer::singleShot(0, this, [this] {
                 m_running = false;

@@ -5,27 +5,15 @@
 
 namespace klangor::test {
 
-// Every outside service of the window, faked, and their wiring into WindowServices.
+// Every outside service of the window, faked; the test fills in the folders and the tool maker.
 struct FakeServices
 {
-    WindowServices fakeServices(const QString &programFolder, const QString &startFolder)
-    {
-        WindowServices services;
-        services.programFolder = programFolder;
-        services.startFolder = startFolder;
-        services.sound = &m_sound;
-        services.messages = &m_messages;
-        services.waveDevice = &m_wave;
-        services.dialogs = &m_dialogs;
-        services.launcher = &m_launcher;
-        return services;
-    }
-
     FakeSoundService m_sound;
     RecordingMessages m_messages;
     FakeWaveAudioDevice m_wave; // measures real files unless told a length
     FakeProjectDialogs m_dialogs;
     FakeProgramLauncher m_launcher;
+    WindowServices m_services{{}, {}, &m_sound, &m_messages, &m_wave, &m_dialogs, &m_launcher, {}};
 };
 
 } // namespace klangor::test

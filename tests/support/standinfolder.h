@@ -3,44 +3,32 @@
 #include "support/wavwriter.h"
 
 #include <gtest/gtest.h>
-#include <QByteArray>
+#include <optional>
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
-#include <QString>
 #include <QTemporaryDir>
 
 namespace klangor::test {
 
 // Sets an environment variable for the tools started meanwhile; the old value comes back.
-class ScopedEnv
+struct ScopedEnv
 {
-public:
     ScopedEnv(const char *name, const QByteArray &value)
-        : m_name(name), m_had(qEnvironmentVariableIsSet(name)), m_old(qgetenv(name))
+        : m_name(name),
+          m_old(qEnvironmentVariableIsSet(name) ? std::optional(qgetenv(name)) : std::nullopt)
     {
         qputenv(name, value);
     }
-    ~ScopedEnv()
-    {
-        if (m_had)
-            qputenv(m_name, m_old);
-        else
-            qunsetenv(m_name);
-    }
-    ScopedEnv(const ScopedEnv &) = delete;
-    ScopedEnv &operator=(const ScopedEnv &) = delete;
-
-private:
+    ~ScopedEnv() { m_old ? qputenv(m_name, *m_old) : qunsetenv(m_name); }
+    Q_DISABLE_COPY(ScopedEnv)
     const char *m_name;
-    bool m_had;
-    QByteArray m_old;
+    std::optional<QByteArray> m_old;
 };
 
 // A program folder with the stand-in tools copied in from the build and a valid cvlist.dat.
-class StandInFolder
+struct StandInFolder
 {
-public:
     StandInFolder()
     {
         copyFromBin(QStringLiteral("sndburn.exe"));
@@ -52,24 +40,17 @@ public:
     QString path(const QString &name) const { return m_dir.filePath(name); }
     QByteArray log() const { return readFile(path(QStringLiteral("standin.log"))); }
 
-    // The program folder of the build; the test executable lies in it too, which helps when
-    // the variable does not come through.
-    static QString binDir()
-    {
-        const QString dir = qEnvironmentVariable("KLANGOR_BIN_DIR");
-        return dir.isEmpty() ? QCoreApplication::applicationDirPath() : dir;
-    }
-
+    // From the build's program folder; the test executable lies there too, should the
+    // variable not come through.
     void copyFromBin(const QString &name)
     {
-        const QString source = QDir(binDir()).filePath(name);
-        ASSERT_TRUE(QFile::exists(source)) << qPrintable(source) << " (KLANGOR_BIN_DIR)";
-        QFile::remove(path(name));
-        ASSERT_TRUE(QFile::copy(source, path(name)));
+        const QString source =
+            QDir(qEnvironmentVariable("KLANGOR_BIN_DIR", QCoreApplication::applicationDirPath()))
+                .filePath(name);
+        ASSERT_TRUE(QFile::copy(source, path(name))) << qPrintable(source) << " (KLANGOR_BIN_DIR)";
         QFile::setPermissions(path(name), QFile::permissions(source) | QFile::ExeOwner);
     }
 
-private:
     QTemporaryDir m_dir;
 };
 

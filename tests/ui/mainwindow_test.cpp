@@ -1,29 +1,72 @@
 // The window's wiring: each control reaches the right core call, and its result the right
 // control. What the core does with it is tested with the core.
-#include "programming/programmingrun.h"
+#include "programming/faketoolprocess.h"
 #include "programming/soundlist.h"
 #include "soundset/eventview.h"
+#include "soundset/wavecheck.h"
+#include "support/fakeservices.h"
+#include "support/wavwriter.h"
 #include "ui/widgets.h"
-#include "windowfixture.h"
 
+#include <gtest/gtest.h>
 #include <QAction>
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
 #include <QTextEdit>
 #include <QTimer>
 
 namespace klangor::test {
-
 namespace {
 
-using MainWindow = WindowFixture;
+// The window over a program folder with the CV default files, a sound folder with a good and
+// a refused sound, fake services and fake tools that end at once unless told otherwise.
+class MainWindow : public ::testing::Test, public FakeServices
+{
+protected:
+    void SetUp() override
+    {
+        for (const QString cv : {"cvdiesele", "cvdampf", "cvselectrix"})
+            writeFile(m_program.filePath(cv + ".dat"), "; " + cv.toLatin1());
+        writeFile(soundFile("horn.wav"), makeWav({}));
+        writeFile(soundFile("stereo.wav"), makeWav({.channels = 2}));
+        m_services.programFolder = m_program.path();
+        m_services.startFolder = m_sounds.path();
+        m_services.makeToolProcess = m_tools.factory();
+        m_window = std::make_unique<Form1>(m_services);
+        m_window->show();
+    }
+
+    template <typename T = QWidget> T *control(const QString &name) const
+    {
+        T *found = m_window->findChild<T *>(name);
+        EXPECT_NE(found, nullptr) << name.toStdString();
+        return found;
+    }
+    void click(const QString &name) { control<QAbstractButton>(name)->click(); }
+    void selectEvent(int event) { control<QListWidget>("List3")->setCurrentRow(event); }
+    // Selects name in the file list, then double-clicks slot k.
+    void assign(int k, const QString &name)
+    {
+        auto *list = control<QListWidget>("List1");
+        list->setCurrentItem(list->findItems(name, Qt::MatchExactly).value(0));
+        QTest::mouseDClick(control(QStringLiteral("Slot%1").arg(k)), Qt::LeftButton);
+    }
+    QString slotText(int k) const { return control<QLineEdit>(QString("Slot%1").arg(k))->text(); }
+    QString soundFile(const QString &name) const { return m_sounds.filePath(name); }
+
+    QTemporaryDir m_program, m_sounds;
+    FakeToolFactory m_tools;
+    std::unique_ptr<Form1> m_window;
+};
 
 TEST_F(MainWindow, EventListSelectionShowsTheEventsSlots)
 {
     assign(2, "horn.wav"); // event 0 is selected at start
-    for (const int event : {4, 6, 13, 19, 0}) {
+    for (const int event : {4, 13, 19, 0}) {
         SCOPED_TRACE(event);
         selectEvent(event);
         const EventView view = eventViewFor(event, m_window->slotFileNames());
@@ -31,26 +74,25 @@ TEST_F(MainWindow, EventListSelectionShowsTheEventsSlots)
         for (int k = 1; k <= Form1::SlotRows; ++k) {
             const SlotRowView &shown = view.rows[static_cast<std::size_t>(k - 1)];
             EXPECT_EQ(slotText(k), shown.text) << k;
-            for (const QString &name :
-                 {QStringLiteral("Slot%1").arg(k), QStringLiteral("Test%1").arg(k),
-                  QStringLiteral("Command%1").arg(k * 10)})
+            for (const QString &name : {QString("Slot%1").arg(k), QString("Test%1").arg(k),
+                                        QString("Command%1").arg(k * 10)})
                 EXPECT_EQ(control(name)->isEnabled(), shown.enabled) << name.toStdString();
         }
     }
-    EXPECT_EQ(slotText(2), QStringLiteral("horn.wav"));
+    EXPECT_EQ(slotText(2), "horn.wav");
 }
 
 TEST_F(MainWindow, SlotDoubleClickAndDropAssignThroughTheCoreAndLoeschenEmpties)
 {
     selectEvent(13); // slots 1..5 are sound numbers 37..41
     assign(2, "horn.wav");
-    EXPECT_EQ(slotText(2), QStringLiteral("horn.wav"));
-    EXPECT_EQ(m_window->slotFileNames().at(38), QStringLiteral("horn.wav"));
-    EXPECT_EQ(readFile(programFile(QStringLiteral("38.wav"))), readFile(soundFile("horn.wav")));
+    EXPECT_EQ(slotText(2), "horn.wav");
+    EXPECT_EQ(m_window->slotFileNames().at(38), "horn.wav");
 
     assign(2, "stereo.wav"); // refused: the core says why, the box shows its name again
-    EXPECT_EQ(slotText(2), QStringLiteral("horn.wav"));
-    EXPECT_EQ(m_messages.shown.size(), 1);
+    EXPECT_EQ(slotText(2), "horn.wav");
+    EXPECT_EQ(m_messages.shown,
+              QList{WaveChecker(m_wave).CheckWaveFile(soundFile("stereo.wav")).error()});
 
     emit control<SlotBox>("Slot3")->dropped(DropPayload{std::nullopt, {soundFile("horn.wav")}});
     EXPECT_EQ(slotText(3), soundFile("horn.wav"));
@@ -62,30 +104,29 @@ TEST_F(MainWindow, SlotDoubleClickAndDropAssignThroughTheCoreAndLoeschenEmpties)
     EXPECT_TRUE(m_window->slotFileNames().isAssigned(39));
 }
 
-// Each step: a click, then the captions of Test1..Test5, a busy pointer, the sound calls.
+// Each step: a click, then the captions of Test1..Test5 and the sound calls; the pointer is busy
+// while a loop plays.
 TEST_F(MainWindow, PlaybackButtonsReachTheSoundService)
 {
     selectEvent(13);
     assign(1, "horn.wav");
     assign(2, "horn.wav");
     const auto loop = [&](int n) {
-        return QStringLiteral("loop:") + programFile(QStringLiteral("%1.wav").arg(n));
+        return "loop:" + m_program.filePath(QString("%1.wav").arg(n));
     };
     struct Step
     {
-        const char *button;
-        const char *captions;
-        bool busy;
+        const char *button, *captions;
         QStringList calls;
     };
     const Step steps[] = {
-        {"Test3", "LLLLL", false, {}}, // an empty slot plays nothing
-        {"Test1", "SLLLL", true, {loop(37)}},
-        {"Test2", "LSLLL", true, {loop(38)}},
-        {"Test2", "LLLLL", false, {QStringLiteral("stop")}},
-        {"Test1", "SLLLL", true, {loop(37)}},
-        {"Command10", "LLLLL", false, {QStringLiteral("stop")}},
-        {"Command2", "LLLLL", false, {QStringLiteral("wait:38.wav")}},
+        {"Test3", "LLLLL", {}},                                // an empty slot plays nothing
+        {"Test1", "SLLLL", {loop(37)}},                        // the slot's working file loops
+        {"Test2", "LSLLL", {loop(38)}},                        // another slot takes over
+        {"Test2", "LLLLL", {"stop"}},                          // the same button stops it
+        {"Command2", "LLLLL", {"wait:37.wav", "wait:38.wav"}}, // the event's sounds in turn
+        {"Test1", "SLLLL", {loop(37)}},                        // loops again
+        {"Command10", "LLLLL", {"stop"}}, // Löschen of a looping slot stops it
     };
     for (const Step &s : steps) {
         SCOPED_TRACE(s.button);
@@ -93,23 +134,17 @@ TEST_F(MainWindow, PlaybackButtonsReachTheSoundService)
         click(s.button);
         QString captions;
         for (int k = 1; k <= Form1::SlotRows; ++k)
-            captions += control<QPushButton>(QStringLiteral("Test%1").arg(k))->text().at(0);
-        EXPECT_EQ(captions, QString::fromLatin1(s.captions));
-        EXPECT_EQ(m_window->cursor().shape() == Qt::BusyCursor, s.busy);
-        EXPECT_EQ(soundCalls(), s.calls);
+            captions += control<QPushButton>(QString("Test%1").arg(k))->text().at(0);
+        EXPECT_EQ(captions, s.captions);
+        EXPECT_EQ(m_window->cursor().shape() == Qt::BusyCursor, captions.contains('S'));
+        EXPECT_EQ(m_sound.calls, s.calls);
     }
-
-    m_sound.calls.clear();
-    auto *list = control<QListWidget>("List1");
-    emit list->itemDoubleClicked(list->findItems(QStringLiteral("horn.wav"), Qt::MatchExactly)[0]);
-    EXPECT_EQ(soundCalls(), QStringList{QStringLiteral("once:") + soundFile("horn.wav")});
 }
 
 TEST_F(MainWindow, MenuReachesTheProjectCommands)
 {
     assign(1, "horn.wav");
-    const QString saved = soundFile("V100.spj");
-    const QString copy = soundFile("Kopie.spj");
+    const QString saved = soundFile("V100.spj"), copy = soundFile("Kopie.spj");
     m_dialogs.answers = {soundFile("V100"), copy, saved};
     control<QAction>("Speichern")->trigger(); // asks for a name, which becomes the project's
     control<QAction>("Speichern")->trigger(); // saves under it
@@ -120,7 +155,7 @@ TEST_F(MainWindow, MenuReachesTheProjectCommands)
     EXPECT_TRUE(m_dialogs.requests[0].save && m_dialogs.requests[1].save);
     EXPECT_FALSE(m_dialogs.requests[2].save);
     EXPECT_TRUE(QFile::exists(saved) && QFile::exists(copy));
-    EXPECT_EQ(slotText(1), QStringLiteral("horn.wav")); // the opened names reach the slots
+    EXPECT_EQ(slotText(1), "horn.wav"); // the opened names reach the slots
     EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
@@ -130,28 +165,25 @@ TEST_F(MainWindow, OptionsReachTheToolAndTheCvBox)
 {
     struct Case
     {
-        std::vector<const char *> clicks;
-        QString program, port;
+        QStringList clicks;
+        QString commandLine, cv;
         int memoryMBit;
-        QString cv;
         bool eventsEnabled;
     };
     const Case cases[] = {
-        {{}, "sndburn.exe", "1", 16, "; cvdiesele", true},
-        {{"Option2", "Option5", "Option8"}, "sndburn.exe", "3", 2, "; cvdampf", true},
-        {{"Option6", "Selectrix"}, "cvburn.exe", "4", 2, "; cvselectrix", false},
-        {{"Option1", "Option4", "Option7"}, "sndburn.exe", "2", 16, "; cvdiesele", true},
+        {{}, "sndburn.exe 1", "; cvdiesele", 16, true},
+        {{"Option2", "Option5", "Option8"}, "sndburn.exe 3", "; cvdampf", 2, true},
+        {{"Option6", "Selectrix"}, "cvburn.exe 4", "; cvselectrix", 2, false},
+        {{"Option1", "Option4", "Option7"}, "sndburn.exe 2", "; cvdiesele", 16, true},
     };
     for (const Case &c : cases) {
-        SCOPED_TRACE(c.port.toStdString());
-        for (const char *option : c.clicks)
+        SCOPED_TRACE(c.commandLine.toStdString());
+        for (const QString &option : c.clicks + QStringList{"Command3", "Command1"})
             click(option);
-        click("Command3");
-        click("Command1");
         ASSERT_FALSE(m_tools.records.isEmpty());
         const FakeToolRecord &tool = *m_tools.records.last();
-        EXPECT_EQ(tool.commandLine.section(' ', 0, 1), c.program + " " + c.port);
-        EXPECT_EQ(readFile(programFile("soundlist.dat")),
+        EXPECT_EQ(tool.commandLine.section(' ', 0, 1), c.commandLine);
+        EXPECT_EQ(readFile(m_program.filePath("soundlist.dat")),
                   soundListBytes(SlotFileNames(), c.memoryMBit));
         EXPECT_EQ(control<QTextEdit>("CV")->toPlainText(), c.cv);
         EXPECT_EQ(control("List3")->isEnabled(), c.eventsEnabled);
@@ -162,47 +194,27 @@ TEST_F(MainWindow, ProgrammingRunShowsOnStatusLineAndBarAndAbbrechenCancels)
 {
     auto *status = control<QLabel>("Label2");
     auto *bar = control<QProgressBar>("ProgressBar1");
-    m_whileToolRuns = [&] {
-        EXPECT_EQ(status->text(), QStringLiteral("Programmierung läuft..."));
+    m_tools.script.finishAfterMs = std::nullopt; // the test ends each tool itself
+    m_tools.script.whileRunning = [&] {
+        EXPECT_EQ(status->text(), "Programmierung läuft...");
         EXPECT_TRUE(bar->isVisible());
-        QSignalSpy ticked(bar, &QProgressBar::valueChanged);
-        EXPECT_TRUE(ticked.wait()); // Timer1 moves the bar
-        endTool(0);
+        EXPECT_TRUE(QSignalSpy(bar, &QProgressBar::valueChanged).wait()); // Timer1 moves the bar
+        m_tools.latest->finish(0);
     };
     click("Command1");
-    EXPECT_EQ(status->text(), QStringLiteral("Programmierung ist fertig!"));
+    EXPECT_EQ(status->text(), "Programmierung ist fertig!");
     EXPECT_FALSE(bar->isVisible());
     EXPECT_FALSE(control<QTimer>("Timer1")->isActive());
 
-    m_whileToolRuns = [&] {
+    m_tools.script.whileRunning = [&] {
         click("Abbrechen");
         // Were the cancel lost, the tool ends well rather than keep the run waiting.
-        QMetaObject::invokeMethod(
-            m_window.get(), [this] { endTool(0); }, Qt::QueuedConnection);
+        QTimer::singleShot(0, m_tools.latest, [this] { m_tools.latest->finish(0); });
     };
     click("Command1");
-    ASSERT_EQ(m_tools.records.size(), 2);
-    EXPECT_EQ(m_tools.records[1]->terminateCalls, 1);
-    EXPECT_EQ(status->text(), QStringLiteral("Programmierung abgebrochen..."));
+    EXPECT_EQ(m_tools.records.last()->terminateCalls, 1);
+    EXPECT_EQ(status->text(), "Programmierung abgebrochen...");
     EXPECT_FALSE(bar->isVisible());
-}
-
-TEST_F(MainWindow, OpeningAFolderListsItsSounds)
-{
-    auto *folders = control<FolderListBox>("Dir1");
-    const auto dampf = folders->findItems(QStringLiteral("Dampf"), Qt::MatchEndsWith);
-    ASSERT_EQ(dampf.size(), 1);
-    emit folders->itemActivated(dampf.first());
-    auto *files = control<QListWidget>("List1");
-    ASSERT_EQ(files->count(), 1);
-    EXPECT_EQ(files->item(0)->text(), QStringLiteral("pfiff.wav"));
-}
-
-TEST_F(MainWindow, EndeClosesTheWindowWithoutAsking)
-{
-    control<QAction>("Ende")->trigger();
-    EXPECT_FALSE(m_window->isVisible());
-    EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
 } // namespace

@@ -1,0 +1,44 @@
+#include "ui/qtprojectdialogs.h"
+
+#include <gtest/gtest.h>
+#include <QApplication>
+#include <QFileDialog>
+#include <QTimer>
+
+namespace klangor {
+namespace {
+
+TEST(QtProjectDialogs, FilterTurnsDescriptionAndPatternPairsIntoQtFilters)
+{
+    const std::pair<QString, QString> cases[] = {
+        {"*.spj (Sounds)|*.spj", "*.spj (Sounds) (*.spj)"},
+        {"Sounds|*.wav;*.WAV|Alle|*.*", "Sounds (*.wav *.WAV);;Alle (*.*)"},
+        {"|", ""},
+        {"", ""},
+    };
+    for (const auto &[filter, expected] : cases)
+        EXPECT_EQ(qtFileDialogFilter(filter), expected) << filter.toStdString();
+}
+
+// The dialog is looked at and cancelled from inside its own event loop.
+TEST(QtProjectDialogs, DialogShowsTitleFolderAndFilterAndReturnsNothingOnCancel)
+{
+    QStringList seen;
+    QTimer poll;
+    poll.callOnTimeout([&] {
+        if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
+            seen << dialog->windowTitle() << dialog->directory().absolutePath()
+                 << dialog->nameFilters();
+            dialog->reject();
+        }
+    });
+    poll.start(10);
+    EXPECT_EQ(QtProjectDialogs().ShowOpenDialog("*.spj (Sounds)|*.spj", "Sound Projekt öffnen",
+                                                QDir::tempPath()),
+              QString());
+    EXPECT_EQ(seen,
+              QStringList({"Sound Projekt öffnen", QDir::tempPath(), "*.spj (Sounds) (*.spj)"}));
+}
+
+} // namespace
+} // namespace klangor

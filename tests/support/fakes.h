@@ -7,7 +7,6 @@
 #include "project/projectdialogs.h"
 
 #include <functional>
-#include <map>
 #include <QList>
 #include <QStringList>
 
@@ -30,27 +29,9 @@ public:
     void PlaySoundWait(const QString &bareName) override
     {
         calls << QStringLiteral("wait:") + bareName;
-        if (onWait)
-            onWait(bareName);
     }
     void StopSound() override { calls << QStringLiteral("stop"); }
     QStringList calls;
-    std::function<void(const QString &)> onWait;
-};
-
-// Answers lengths by path; unknown paths are measured from the file itself.
-class FakeWaveAudioDevice final : public WaveAudioDevice
-{
-public:
-    std::optional<qint64> lengthMilliseconds(const QString &path) override
-    {
-        measured << path;
-        if (const auto it = lengths.find(path); it != lengths.end())
-            return it->second;
-        return RiffWaveAudioDevice().lengthMilliseconds(path);
-    }
-    std::map<QString, std::optional<qint64>> lengths;
-    QStringList measured;
 };
 
 // Answers the dialogs from a queue of paths ("" is a cancel) and records what was asked.

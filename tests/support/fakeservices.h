@@ -10,7 +10,7 @@ struct FakeServices
 {
     FakeSoundService m_sound;
     RecordingMessages m_messages;
-    FakeWaveAudioDevice m_wave; // measures real files unless told a length
+    RiffWaveAudioDevice m_wave;
     FakeProjectDialogs m_dialogs;
     FakeProgramLauncher m_launcher;
     WindowServices m_services{{}, {}, &m_sound, &m_messages, &m_wave, &m_dialogs, &m_launcher, {}};

@@ -1,6 +1,7 @@
 // The window's wiring: each control reaches the right core call, and its result the right
 // control. What the core does with it is tested with the core.
 #include "programming/faketoolprocess.h"
+#include "programming/programmingrun.h"
 #include "programming/soundlist.h"
 #include "soundset/eventview.h"
 #include "soundset/wavecheck.h"
@@ -80,6 +81,31 @@ TEST_F(MainWindow, EventListSelectionShowsTheEventsSlots)
         }
     }
     EXPECT_EQ(slotText(2), "horn.wav");
+    // A Ctrl+click on the selected event leaves it selected.
+    auto *events = control<QListWidget>("List3");
+    QTest::mouseClick(events->viewport(), Qt::LeftButton, Qt::ControlModifier,
+                      events->visualItemRect(events->item(0)).center());
+    EXPECT_EQ(events->selectedItems(), QList{events->item(0)});
+}
+
+TEST_F(MainWindow, EveryStatusTextFitsTheStatusLine)
+{
+    const auto *status = control<QLabel>("Label2");
+    const QStringList texts = ProgrammingRun::statusTexts() << "CV-Datei \"cvdiesele.dat\" fehlt";
+    for (const QString &text : texts)
+        EXPECT_LE(status->fontMetrics().horizontalAdvance(text), status->contentsRect().width())
+            << text.toStdString();
+}
+
+TEST(DriveListBox, LooksForNewDrivesWhenOpenedAndKeepsTheChosenOne)
+{
+    QStringList drives = {"/", "/media/a"};
+    DriveListBox box([&] { return drives; });
+    box.setCurrentIndex(1);
+    drives = {"/", "/media/b", "/media/a"};
+    box.refresh();
+    EXPECT_EQ(box.count(), 3);
+    EXPECT_EQ(box.currentText(), "/media/a");
 }
 
 TEST_F(MainWindow, SlotDoubleClickAndDropAssignThroughTheCoreAndLoeschenEmpties)

@@ -11,9 +11,9 @@ namespace {
 TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
 {
     QTemporaryDir folder;
-    test::WavSpec spec;
-    spec.dataBytes = 300;
-    ASSERT_TRUE(test::writeFile(folder.filePath(QStringLiteral("7.wav")), test::makeWav(spec)));
+    test::WavLayout layout;
+    layout.dataBytes = 300;
+    ASSERT_TRUE(test::writeFile(folder.filePath(QStringLiteral("7.wav")), test::makeWav(layout)));
     test::OutputRecording recording;
     SystemSoundService service(folder.path(), std::make_unique<test::FakeAudioOutput>(recording));
     service.PlaySoundWait(QStringLiteral("7.wav"));

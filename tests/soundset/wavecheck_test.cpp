@@ -11,7 +11,7 @@ namespace klangor {
 namespace {
 
 using test::makeWav;
-using test::WavSpec;
+using test::WavLayout;
 
 UserMessage refusal(const char *text, const char *title)
 {
@@ -29,9 +29,9 @@ const UserMessage Length =
 
 QByteArray wav(int channels, int rate, int bits, qint64 ms = 100)
 {
-    WavSpec spec{channels, rate, bits};
-    spec.dataBytes = test::bytesForMilliseconds(ms, static_cast<quint32>(rate * bits / 8));
-    return makeWav(spec);
+    WavLayout layout{channels, rate, bits};
+    layout.dataBytes = test::bytesForMilliseconds(ms, static_cast<quint32>(rate * bits / 8));
+    return makeWav(layout);
 }
 
 std::optional<UserMessage> verdict(const Status &status)
@@ -45,7 +45,7 @@ TEST(WaveCheck, FirstBrokenRuleWins)
     QByteArray lowerIds = wav(1, 11025, 8);
     lowerIds.replace(0, 4, "riff").replace(8, 4, "wave");
     // Fields are read at fixed offsets: with a LIST chunk first, offset 34 holds the format tag.
-    WavSpec listFirst;
+    WavLayout listFirst;
     listFirst.chunkBeforeFormat = true;
     struct Case
     {
@@ -89,7 +89,7 @@ TEST(WaveCheck, FirstBrokenRuleWins)
 // Walking the chunks is the walker's own test.
 TEST(WaveLength, WalksChunksAndRoundsDown)
 {
-    WavSpec noRate;
+    WavLayout noRate;
     noRate.sampleRate = 0;
     QByteArray cut = wav(1, 11025, 8, 3000);
     cut.chop(11025);

@@ -23,11 +23,11 @@ void put32(QByteArray &out, quint32 v)
 
 } // namespace
 
-QByteArray makeWav(const WavSpec &spec)
+QByteArray makeWav(const WavLayout &layout)
 {
-    const int blockAlign = std::max(1, spec.channels * spec.bitsPerSample / 8);
+    const int blockAlign = std::max(1, layout.channels * layout.bitsPerSample / 8);
     QByteArray body("WAVE");
-    if (spec.chunkBeforeFormat) {
+    if (layout.chunkBeforeFormat) {
         body.append("LIST");
         put32(body, 5);
         body.append("INFOx");
@@ -36,18 +36,18 @@ QByteArray makeWav(const WavSpec &spec)
     body.append("fmt ");
     put32(body, 16);
     put16(body, 1); // PCM
-    put16(body, static_cast<quint16>(spec.channels));
-    put32(body, static_cast<quint32>(spec.sampleRate));
-    put32(body, static_cast<quint32>(spec.sampleRate * blockAlign));
+    put16(body, static_cast<quint16>(layout.channels));
+    put32(body, static_cast<quint32>(layout.sampleRate));
+    put32(body, static_cast<quint32>(layout.sampleRate * blockAlign));
     put16(body, static_cast<quint16>(blockAlign));
-    put16(body, static_cast<quint16>(spec.bitsPerSample));
+    put16(body, static_cast<quint16>(layout.bitsPerSample));
     body.append("data");
-    put32(body, static_cast<quint32>(spec.dataBytes));
-    QByteArray samples(spec.dataBytes, '\0');
-    for (qint64 i = 0; i < spec.dataBytes; ++i)
-        samples[i] = static_cast<char>(spec.bitsPerSample == 8 ? 128 + (i % 16) - 8 : (i % 7));
+    put32(body, static_cast<quint32>(layout.dataBytes));
+    QByteArray samples(layout.dataBytes, '\0');
+    for (qint64 i = 0; i < layout.dataBytes; ++i)
+        samples[i] = static_cast<char>(layout.bitsPerSample == 8 ? 128 + (i % 16) - 8 : (i % 7));
     body.append(samples);
-    if (spec.dataBytes & 1)
+    if (layout.dataBytes & 1)
         body.append('\0');
 
     QByteArray out("RIFF");

@@ -5,7 +5,8 @@
 
 namespace klangor::test {
 
-struct WavSpec
+// The header fields and data size of a generated WAV image.
+struct WavLayout
 {
     int channels = 1;
     int sampleRate = 11025;
@@ -16,7 +17,7 @@ struct WavSpec
 };
 
 // A WAV image with the given header fields; samples are a quiet ramp.
-QByteArray makeWav(const WavSpec &spec);
+QByteArray makeWav(const WavLayout &layout);
 // Data bytes of an 8-bit mono 11025 Hz file that the device measures as ms milliseconds.
 qint64 bytesForMilliseconds(qint64 ms, quint32 avgBytesPerSecond = 11025);
 

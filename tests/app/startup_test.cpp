@@ -15,8 +15,7 @@ TEST(Startup, WithoutADisplayOneLineAndExitCodeOne)
         environment.remove(QString::fromLatin1(name));
     program.setProcessEnvironment(environment);
     // The tests are built beside the program.
-    program.start(QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("klangor")),
-                  {});
+    program.start(QDir(QCoreApplication::applicationDirPath()).filePath("klangor"), {});
     ASSERT_TRUE(program.waitForFinished(60000));
     EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(program.exitCode(), 1);

@@ -13,10 +13,10 @@ TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
     QTemporaryDir folder;
     test::WavLayout layout;
     layout.dataBytes = 300;
-    ASSERT_TRUE(test::writeFile(folder.filePath(QStringLiteral("7.wav")), test::makeWav(layout)));
+    ASSERT_TRUE(test::writeFile(folder.filePath("7.wav"), test::makeWav(layout)));
     test::OutputRecording recording;
     SystemSoundService service(folder.path(), std::make_unique<test::FakeAudioOutput>(recording));
-    service.PlaySoundWait(QStringLiteral("7.wav"));
+    service.PlaySoundWait("7.wav");
     EXPECT_EQ(recording.lastSize(), 300u); // the file's samples, not the default sound
 }
 
@@ -31,11 +31,11 @@ TEST(SystemSoundService, NothingAudibleIsToldOncePerRun)
         QStringList told;
         SystemSoundService service(QString(), std::move(output),
                                    [&](const UserMessage &message) { told << message.text; });
-        service.PlaySoundOnce(QStringLiteral("a.wav"));
-        service.PlaySoundLoop(QStringLiteral("a.wav"));
-        service.PlaySoundWait(QStringLiteral("1.wav"));
+        service.PlaySoundOnce("a.wav");
+        service.PlaySoundLoop("a.wav");
+        service.PlaySoundWait("1.wav");
         ASSERT_EQ(told.size(), 1);
-        EXPECT_TRUE(told[0].startsWith(QStringLiteral("Es ist keine Tonausgabe verfügbar")));
+        EXPECT_TRUE(told[0].startsWith("Es ist keine Tonausgabe verfügbar"));
     }
 }
 

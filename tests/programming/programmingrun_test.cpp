@@ -11,7 +11,7 @@ namespace {
 
 using Outcome = ProgrammingRun::Outcome;
 
-const QString Done = QStringLiteral("Programmierung ist fertig!");
+const QString Done = "Programmierung ist fertig!";
 
 // What the window is told during a run that ends with this status.
 QStringList aRun(const QString &status)
@@ -48,13 +48,13 @@ protected:
 
 TEST_F(ProgrammingRunTest, ExitCodeDecidesTheStatusAndTheCommandLineFollowsTheOptions)
 {
-    const QString error = QStringLiteral("Ein Fehler ist aufgetreten!");
+    const QString error = "Ein Fehler ist aufgetreten!";
     const std::tuple<int, bool, int, QString, Outcome, QString> cases[] = {
         {0, false, 1, "sndburn.exe 1 soundlist.dat cvlist.dat", Outcome::Done, Done},
         {258, true, 2, "cvburn.exe 2 cvlist.dat", Outcome::Done, Done},
         {257, true, 4, "cvburn.exe 4 cvlist.dat", Outcome::Failed, error},
     };
-    m_names.set(1, QStringLiteral("pfiff.wav"));
+    m_names.set(1, "pfiff.wav");
     for (const auto &[exitCode, selectrix, port, commandLine, outcome, status] : cases) {
         m_tools.script.exitCode = exitCode;
         EXPECT_EQ(runWith(selectrix, port), outcome) << exitCode;
@@ -93,7 +93,7 @@ TEST_F(ProgrammingRunTest, CancelTerminatesTheRunningToolAndShowsItsText)
     EXPECT_EQ(m_tools.records.first()->terminateCalls, 1);
     // The killed tool's late end changes nothing that the window shows.
     QCoreApplication::sendPostedEvents();
-    EXPECT_EQ(shown(), aRun(QStringLiteral("Programmierung abgebrochen...")));
+    EXPECT_EQ(shown(), aRun("Programmierung abgebrochen..."));
 }
 
 } // namespace

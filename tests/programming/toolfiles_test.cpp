@@ -13,8 +13,8 @@ TEST(SoundList, BytesAsTheToolReadsThem)
 {
     SlotFileNames some;
     for (const int n : {0, 9, 10, 87})
-        some.set(n, QStringLiteral("lok.wav"));
-    some.set(5, QStringLiteral("   ")); // only whether a name is there counts
+        some.set(n, "lok.wav");
+    some.set(5, "   "); // only whether a name is there counts
     // names, memory size, file size, start, a piece inside, end
     const std::tuple<SlotFileNames, int, int, QByteArray, QByteArray, QByteArray> cases[] = {
         {{}, 8, 792, "00: ---\r\n01: ---\r\n", "\r\n09: ---\r\n10: ---\r\n", "\r\n87: ---\r\n"},
@@ -33,7 +33,7 @@ TEST(SoundList, BytesAsTheToolReadsThem)
 TEST(CvList, WrittenAsWindows1252WithCrLfAndReadBackWithPlainLineEnds)
 {
     QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("cvlist.dat"));
+    const QString path = dir.filePath("cvlist.dat");
     // CR LF is not doubled, and no line end is added.
     const std::tuple<QString, QByteArray, QString> cases[] = {
         {QString::fromUtf8("; 5 €\n1=3\n"), "; 5 \x80\r\n1=3\r\n",

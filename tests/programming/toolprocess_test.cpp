@@ -30,7 +30,7 @@ protected:
     {
         return QTest::qWaitFor([&] { return m_folder.log().split('\n').contains(line); }, 60000);
     }
-    QString release() const { return m_folder.path(QStringLiteral("release")); }
+    QString release() const { return m_folder.path("release"); }
 
     test::StandInFolder m_folder;
     test::ScopedEnv m_hold{"KLANGOR_STANDIN_UNTIL", release().toUtf8()};
@@ -65,7 +65,7 @@ TEST_F(ToolProcessTest, RunsInTheFolderUntilTerminatedOrLetGo)
 TEST_F(ToolProcessTest, StartFailuresTellMissingFromNotStartable)
 {
     // An executable file that the system cannot run.
-    const QString script = m_folder.path(QStringLiteral("skript.exe"));
+    const QString script = m_folder.path("skript.exe");
     ASSERT_TRUE(test::writeFile(script, "kein Programm"));
     ASSERT_TRUE(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
     using Error = ToolProcess::StartError;

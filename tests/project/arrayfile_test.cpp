@@ -52,7 +52,7 @@ TEST(ArrayFileTest, BytesOfEachLayoutAndTheWayBack)
              "3132")},
         {"negative bounds", filled({{-2, -1}, {MinInt32, MinInt32}}, {"", "x"}),
          hex("0200FEFFFFFF00000080FFFFFFFF0000008000000100") + "x"},
-        {"Windows-1252 text", filled({{0, 0}}, {QStringLiteral("Geräusch – 5 €")}),
+        {"Windows-1252 text", filled({{0, 0}}, {"Geräusch – 5 €"}),
          hex("01000000000000000000") + hex("0E00") + "Ger\xE4usch \x96 5 \x80"},
         {"65534 bytes: short count", filled({{0, 0}}, {longText.left(65534)}),
          hex("01000000000000000000FEFF") + longText.left(65534).toLatin1()},
@@ -64,7 +64,7 @@ TEST(ArrayFileTest, BytesOfEachLayoutAndTheWayBack)
         const Result<QByteArray> bytes = arrayFileBytes(c.array);
         ASSERT_TRUE(bytes);
         EXPECT_EQ(bytes.value(), c.bytes);
-        const Result<StringArray> back = parseArrayFile(c.bytes, QStringLiteral("sound.arr"));
+        const Result<StringArray> back = parseArrayFile(c.bytes, "sound.arr");
         ASSERT_TRUE(back);
         EXPECT_EQ(back.value(), c.array);
     }
@@ -73,11 +73,11 @@ TEST(ArrayFileTest, BytesOfEachLayoutAndTheWayBack)
 TEST(ArrayFileTest, ArraysTheFileCannotHoldAreRefusedBeforeTheFileIsTouched)
 {
     QTemporaryDir dir;
-    const QString path = dir.filePath(QStringLiteral("sound.arr"));
+    const QString path = dir.filePath("sound.arr");
     ASSERT_TRUE(test::writeFile(path, "vorher"));
     const Status eleven = WriteArrayFile(path, StringArray(QList<ArrayBounds>(11, {0, 0})));
     ASSERT_FALSE(eleven);
-    EXPECT_EQ(eleven.error().text, QStringLiteral("Zu viele Dimensionen!"));
+    EXPECT_EQ(eleven.error().text, "Zu viele Dimensionen!");
     EXPECT_FALSE(WriteArrayFile(path, StringArray()));
     EXPECT_EQ(test::readFile(path), QByteArray("vorher"));
     EXPECT_TRUE(WriteArrayFile(path, StringArray(QList<ArrayBounds>(10, {0, 0}))));
@@ -100,10 +100,10 @@ TEST(ArrayFileTest, DamagedFilesAreRefused)
     for (qsizetype length = 0; length < whole.size(); ++length)
         cases.append({"cut at " + QByteArray::number(length), whole.left(length)});
     for (const auto &[what, bytes] : cases) {
-        const Result<StringArray> read = parseArrayFile(bytes, QStringLiteral("sound.arr"));
+        const Result<StringArray> read = parseArrayFile(bytes, "sound.arr");
         ASSERT_FALSE(read) << what.constData();
-        EXPECT_TRUE(read.error().text.contains(QStringLiteral("sound.arr")) ||
-                    read.error().text == QStringLiteral("Zu viele Dimensionen!"))
+        EXPECT_TRUE(read.error().text.contains("sound.arr") ||
+                    read.error().text == "Zu viele Dimensionen!")
             << what.constData();
     }
 }

@@ -59,8 +59,8 @@ TEST_F(ProjectCommandsTest, SaveAsAppliesTheExtensionAndProjectPathRules)
         EXPECT_EQ(window.host->path,
                   c.projectPath.isEmpty() ? QString() : folder.filePath(c.projectPath));
         ASSERT_EQ(window.dialogs.requests.size(), c.dialogs);
-        EXPECT_EQ(window.dialogs.requests[0].filter, QStringLiteral("*.spj (Sounds)|*.spj"));
-        EXPECT_EQ(window.dialogs.requests[0].title, QStringLiteral("Sound Projekt speichern"));
+        EXPECT_EQ(window.dialogs.requests[0].filter, "*.spj (Sounds)|*.spj");
+        EXPECT_EQ(window.dialogs.requests[0].title, "Sound Projekt speichern");
         EXPECT_EQ(window.dialogs.requests[0].initialFolder, m_program.path());
         EXPECT_TRUE(window.host->messages.isEmpty());
     }
@@ -68,15 +68,15 @@ TEST_F(ProjectCommandsTest, SaveAsAppliesTheExtensionAndProjectPathRules)
 
 TEST_F(ProjectCommandsTest, SaveWritesCvListAndSoundArrEvenWhenTheDialogIsCancelled)
 {
-    m_host.names.set(0, QStringLiteral("anfahren.wav"));
-    m_host.cv = QStringLiteral("CV1=1\nCV2=ä");
+    m_host.names.set(0, "anfahren.wav");
+    m_host.cv = "CV1=1\nCV2=ä";
     m_window.dialogs.answers = {QString()};
     m_window.commands.save();
 
-    EXPECT_EQ(readFile(program(QStringLiteral("cvlist.dat"))), QByteArray("CV1=1\r\nCV2=\xE4"));
+    EXPECT_EQ(readFile(program("cvlist.dat")), QByteArray("CV1=1\r\nCV2=\xE4"));
     StringArray names;
-    ASSERT_TRUE(ReadArrayFile(program(QStringLiteral("sound.arr")), names));
-    EXPECT_EQ(names.at({0}), QStringLiteral("anfahren.wav"));
+    ASSERT_TRUE(ReadArrayFile(program("sound.arr"), names));
+    EXPECT_EQ(names.at({0}), "anfahren.wav");
     EXPECT_EQ(names.bounds().constFirst(), (ArrayBounds{0, 87}));
     EXPECT_TRUE(QDir(m_projects.path()).isEmpty());
 }
@@ -84,40 +84,38 @@ TEST_F(ProjectCommandsTest, SaveWritesCvListAndSoundArrEvenWhenTheDialogIsCancel
 TEST_F(ProjectCommandsTest, SavedProjectOpensIntoAnotherFolderWithNamesSoundsAndCvList)
 {
     const QByteArray sound = test::noise(1000, 3);
-    ASSERT_TRUE(writeFile(program(QStringLiteral("1.wav")), sound));
-    m_host.names.set(1, QStringLiteral("fahrt.wav"));
-    m_host.names.set(87, QStringLiteral("unerreichbar"));
-    m_host.cv = QStringLiteral("kurz");
-    m_window.saveAs(project(QStringLiteral("lok")));
+    ASSERT_TRUE(writeFile(program("1.wav"), sound));
+    m_host.names.set(1, "fahrt.wav");
+    m_host.names.set(87, "unerreichbar");
+    m_host.cv = "kurz";
+    m_window.saveAs(project("lok"));
     ASSERT_TRUE(m_host.messages.isEmpty());
-    EXPECT_EQ(m_host.calls,
-              (QStringList{QStringLiteral("pointer:11"), QStringLiteral("pointer:0")}));
+    EXPECT_EQ(m_host.calls, (QStringList{"pointer:11", "pointer:0"}));
 
     QTemporaryDir other;
-    ASSERT_TRUE(writeFile(other.filePath(QStringLiteral("1.wav")), QByteArray(3000, 'o')));
+    ASSERT_TRUE(writeFile(other.filePath("1.wav"), QByteArray(3000, 'o')));
     test::CommandsFixture fresh(other.path());
-    fresh.host->names.set(0, QStringLiteral("wird leer"));
-    fresh.open(project(QStringLiteral("lok.spj")));
+    fresh.host->names.set(0, "wird leer");
+    fresh.open(project("lok.spj"));
     ASSERT_TRUE(fresh.host->messages.isEmpty()) << fresh.host->messages[0].text.toStdString();
     EXPECT_FALSE(fresh.dialogs.requests[0].save);
-    EXPECT_EQ(fresh.dialogs.requests[0].title, QStringLiteral("Sound Projekt öffnen"));
-    EXPECT_EQ(fresh.host->calls, (QStringList{QStringLiteral("names"), QStringLiteral("refresh"),
-                                              QStringLiteral("cv")}));
+    EXPECT_EQ(fresh.dialogs.requests[0].title, "Sound Projekt öffnen");
+    EXPECT_EQ(fresh.host->calls, (QStringList{"names", "refresh", "cv"}));
     EXPECT_EQ(fresh.host->names, m_host.names);
-    EXPECT_EQ(fresh.host->cv, QStringLiteral("kurz"));
-    EXPECT_EQ(fresh.host->path, project(QStringLiteral("lok.spj")));
-    EXPECT_EQ(readFile(other.filePath(QStringLiteral("1.wav"))), sound);
+    EXPECT_EQ(fresh.host->cv, "kurz");
+    EXPECT_EQ(fresh.host->path, project("lok.spj"));
+    EXPECT_EQ(readFile(other.filePath("1.wav")), sound);
 }
 
 TEST_F(ProjectCommandsTest, NamesTheProjectCannotHoldAreToldAndTheSaveCompletes)
 {
-    m_host.names.set(2, QStringLiteral("日本.wav"));
-    m_host.names.set(3, QStringLiteral("Größe.wav"));
-    m_window.saveAs(project(QStringLiteral("lok.spj")));
-    EXPECT_TRUE(QFile::exists(project(QStringLiteral("lok.spj"))));
+    m_host.names.set(2, "日本.wav");
+    m_host.names.set(3, "Größe.wav");
+    m_window.saveAs(project("lok.spj"));
+    EXPECT_TRUE(QFile::exists(project("lok.spj")));
     ASSERT_EQ(m_host.messages.size(), 1);
-    EXPECT_TRUE(m_host.messages[0].text.contains(QStringLiteral("„日本.wav“ → „??.wav“")));
-    EXPECT_FALSE(m_host.messages[0].text.contains(QStringLiteral("Größe")));
+    EXPECT_TRUE(m_host.messages[0].text.contains("„日本.wav“ → „??.wav“"));
+    EXPECT_FALSE(m_host.messages[0].text.contains("Größe"));
 }
 
 } // namespace

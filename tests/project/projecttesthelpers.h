@@ -98,7 +98,7 @@ public:
     void setSlotFileNames(const SlotFileNames &n) override
     {
         names = n;
-        calls << QStringLiteral("names");
+        calls << "names";
     }
     QString projectPath() const override { return path; }
     void setProjectPath(const QString &p) override { path = p; }
@@ -106,9 +106,9 @@ public:
     void setCvText(const QString &text) override
     {
         cv = text;
-        calls << QStringLiteral("cv");
+        calls << "cv";
     }
-    void refreshEventView() override { calls << QStringLiteral("refresh"); }
+    void refreshEventView() override { calls << "refresh"; }
     void setMousePointer(MousePointer pointer) override
     {
         calls << QStringLiteral("pointer:%1").arg(static_cast<int>(pointer));

@@ -74,23 +74,22 @@ protected:
     // Fills the disk until at most `free` bytes are left.
     void fillDisk(qint64 free)
     {
-        const int fd = ::open(native(m_disk + QStringLiteral("/fill")).constData(),
-                              O_CREAT | O_WRONLY | O_TRUNC, 0600);
+        const int fd =
+            ::open(native(m_disk + "/fill").constData(), O_CREAT | O_WRONLY | O_TRUNC, 0600);
         ASSERT_GE(fd, 0);
         const QByteArray block(4096, 'f');
         while (::write(fd, block.constData(), block.size()) == block.size()) {
         }
         ::close(fd);
-        ASSERT_TRUE(QFile(m_disk + QStringLiteral("/fill"))
-                        .resize(QFileInfo(m_disk + QStringLiteral("/fill")).size() - free));
+        ASSERT_TRUE(QFile(m_disk + "/fill").resize(QFileInfo(m_disk + "/fill").size() - free));
     }
 
     QString program(const QString &name) const { return QDir(m_program).filePath(name); }
 
     QTemporaryDir m_root;
-    QString m_disk = m_root.filePath(QStringLiteral("disk"));
-    QString m_program = m_root.filePath(QStringLiteral("program"));
-    QString m_outside = m_root.filePath(QStringLiteral("outside"));
+    QString m_disk = m_root.filePath("disk");
+    QString m_program = m_root.filePath("program");
+    QString m_outside = m_root.filePath("outside");
     bool m_mounted = false;
 };
 
@@ -98,14 +97,14 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
 {
     if (!mountSmallDisk(1 << 20))
         GTEST_SKIP() << "no tmpfs can be mounted here (needs root)";
-    m_program = m_disk + QStringLiteral("/program");
+    m_program = m_disk + "/program";
     ASSERT_TRUE(QDir().mkpath(m_program));
     CommandsFixture window(m_program);
     for (int i = 0; i < 4; ++i)
         ASSERT_TRUE(writeFile(program(QStringLiteral("%1.wav").arg(i)), noise(20000, i)));
-    window.host->names = namesUpTo(4, QStringLiteral("alt"));
-    window.host->cv = QStringLiteral("CV alt");
-    const QString project = m_disk + QStringLiteral("/lok.spj");
+    window.host->names = namesUpTo(4, "alt");
+    window.host->cv = "CV alt";
+    const QString project = m_disk + "/lok.spj";
     window.saveAs(project);
     ASSERT_TRUE(window.host->messages.isEmpty());
     const QByteArray oldProject = readFile(project);
@@ -117,8 +116,8 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     for (int i = 0; i < 6; ++i)
         ASSERT_TRUE(
             writeFile(elsewhere.filePath(QStringLiteral("%1.wav").arg(i)), noise(60000, 10 + i)));
-    other.host->names = namesUpTo(6, QStringLiteral("neu"));
-    other.saveAs(elsewhere.filePath(QStringLiteral("gross.spj")));
+    other.host->names = namesUpTo(6, "neu");
+    other.saveAs(elsewhere.filePath("gross.spj"));
     ASSERT_TRUE(other.host->messages.isEmpty());
 
     fillDisk(64 * 1024);
@@ -127,34 +126,33 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     // Saving again: the new file cannot be written beside the old one.
     window.commands.save();
     ASSERT_EQ(window.host->messages.size(), 1);
-    EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("kein Platz mehr frei")))
+    EXPECT_TRUE(window.host->messages[0].text.contains("kein Platz mehr frei"))
         << window.host->messages[0].text.toStdString();
     EXPECT_EQ(readFile(project), oldProject);
     EXPECT_FALSE(leftovers(m_disk));
     EXPECT_FALSE(leftovers(m_program));
-    EXPECT_EQ(window.host->calls.constLast(), QStringLiteral("pointer:0"));
+    EXPECT_EQ(window.host->calls.constLast(), "pointer:0");
 
     // Opening a project that does not fit changes nothing, on disk or in the window.
     window.host->messages.clear();
     const auto folderBefore = snapshot(m_program);
-    window.open(elsewhere.filePath(QStringLiteral("gross.spj")));
+    window.open(elsewhere.filePath("gross.spj"));
     ASSERT_EQ(window.host->messages.size(), 1);
-    EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("kein Platz mehr frei")));
-    EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("nichts geändert")));
+    EXPECT_TRUE(window.host->messages[0].text.contains("kein Platz mehr frei"));
+    EXPECT_TRUE(window.host->messages[0].text.contains("nichts geändert"));
     EXPECT_EQ(snapshot(m_program), folderBefore);
     EXPECT_EQ(window.host->names, namesBefore);
-    EXPECT_EQ(window.host->cv, QStringLiteral("CV alt"));
+    EXPECT_EQ(window.host->cv, "CV alt");
     EXPECT_EQ(window.host->path, project);
 }
 
 TEST_F(ReliabilityTest, LinksAreReplacedAndTheirTargetsNeverTouched)
 {
-    const QStringList linked = {QStringLiteral("5.wav"), QStringLiteral("cvlist.dat"),
-                                QStringLiteral("sound.arr"), QStringLiteral("soundlist.dat"),
-                                QStringLiteral("placeholder.dat")};
+    const QStringList linked = {"5.wav", "cvlist.dat", "sound.arr", "soundlist.dat",
+                                "placeholder.dat"};
     for (const QString &name : linked) {
-        const QString target = QDir(m_outside).filePath(name + QStringLiteral(".ziel"));
-        if (name != QStringLiteral("sound.arr")) { // that one dangles
+        const QString target = QDir(m_outside).filePath(name + ".ziel");
+        if (name != "sound.arr") { // that one dangles
             ASSERT_TRUE(writeFile(target, noise(100, 1)));
             ASSERT_EQ(::chmod(native(target).constData(), 0444), 0);
         }
@@ -163,11 +161,11 @@ TEST_F(ReliabilityTest, LinksAreReplacedAndTheirTargetsNeverTouched)
     const auto outsideBefore = snapshot(m_outside);
 
     CommandsFixture window(m_program);
-    window.host->names.set(5, QStringLiteral("verlinkt.wav"));
-    window.saveAs(m_root.filePath(QStringLiteral("lok.spj")));
+    window.host->names.set(5, "verlinkt.wav");
+    window.saveAs(m_root.filePath("lok.spj"));
     ASSERT_TRUE(window.host->messages.isEmpty()) << window.host->messages[0].text.toStdString();
     WriteSoundList(m_program, window.host->names, 16);
-    window.open(m_root.filePath(QStringLiteral("lok.spj")));
+    window.open(m_root.filePath("lok.spj"));
     ASSERT_TRUE(window.host->messages.isEmpty()) << window.host->messages[0].text.toStdString();
 
     EXPECT_EQ(snapshot(m_outside), outsideBefore);
@@ -176,15 +174,15 @@ TEST_F(ReliabilityTest, LinksAreReplacedAndTheirTargetsNeverTouched)
         EXPECT_TRUE(info.isFile() && !info.isSymLink()) << name.toStdString();
     }
     // The sound behind the link went into the project and came back as a file of its own.
-    EXPECT_EQ(readFile(program(QStringLiteral("5.wav"))), noise(100, 1));
+    EXPECT_EQ(readFile(program("5.wav")), noise(100, 1));
 }
 
 TEST_F(ReliabilityTest, CraftedProjectsChangeNothingOutsideTheProgramsOwnFiles)
 {
-    ASSERT_TRUE(writeFile(program(QStringLiteral("sndburn.exe")), "echtes Werkzeug"));
-    ASSERT_EQ(::chmod(native(program(QStringLiteral("sndburn.exe"))).constData(), 0755), 0);
-    ASSERT_TRUE(writeFile(program(QStringLiteral("cvdiesele.dat")), "CV diesel"));
-    ASSERT_TRUE(writeFile(program(QStringLiteral("7.wav")), "mein Sound"));
+    ASSERT_TRUE(writeFile(program("sndburn.exe"), "echtes Werkzeug"));
+    ASSERT_EQ(::chmod(native(program("sndburn.exe")).constData(), 0755), 0);
+    ASSERT_TRUE(writeFile(program("cvdiesele.dat"), "CV diesel"));
+    ASSERT_TRUE(writeFile(program("7.wav"), "mein Sound"));
     const QByteArray names = arrayFileBytes(StringArray::oneDimensional(0, 87)).value();
 
     auto tools = plainRecords(names);
@@ -192,29 +190,28 @@ TEST_F(ReliabilityTest, CraftedProjectsChangeNothingOutsideTheProgramsOwnFiles)
     tools[2] = {"C:\\K\\cvdiesele.dat", "falsch"};
     tools[3] = {"/usr/bin/klangor", "falsch"};
     tools[7] = {"C:\\K\\7.wav", "neu"};
-    const QString toolsProject = m_root.filePath(QStringLiteral("werkzeug.spj"));
+    const QString toolsProject = m_root.filePath("werkzeug.spj");
     ASSERT_TRUE(writeFile(toolsProject, projectBytes(tools)));
 
     CommandsFixture window(m_program);
-    window.host->cv = QStringLiteral("vorher");
+    window.host->cv = "vorher";
     window.open(toolsProject);
     ASSERT_EQ(window.host->messages.size(), 1);
     EXPECT_EQ(window.host->messages[0].text,
               QStringLiteral("Das Sound Projekt enthält Dateien, die nicht in den Programmordner "
                              "gehören. Sie wurden nicht übernommen:\nC:\\K\\sndburn.exe\n"
                              "C:\\K\\cvdiesele.dat\n/usr/bin/klangor"));
-    EXPECT_EQ(readFile(program(QStringLiteral("sndburn.exe"))), QByteArray("echtes Werkzeug"));
-    EXPECT_EQ(readFile(program(QStringLiteral("cvdiesele.dat"))), QByteArray("CV diesel"));
-    EXPECT_EQ(readFile(program(QStringLiteral("7.wav"))), QByteArray("neu"));
+    EXPECT_EQ(readFile(program("sndburn.exe")), QByteArray("echtes Werkzeug"));
+    EXPECT_EQ(readFile(program("cvdiesele.dat")), QByteArray("CV diesel"));
+    EXPECT_EQ(readFile(program("7.wav")), QByteArray("neu"));
     for (const QFileInfo &file : QDir(m_program).entryInfoList(QDir::Files))
-        EXPECT_EQ(file.isExecutable(), file.fileName() == QStringLiteral("sndburn.exe"));
+        EXPECT_EQ(file.isExecutable(), file.fileName() == "sndburn.exe");
 
     // Files that are no project are refused whole without touching anything; damaged bytes
     // are the reader's own test.
     QTemporaryDir bad;
-    const QStringList paths = {
-        bad.filePath(QStringLiteral("fifo")), bad.filePath(QStringLiteral("zero")),
-        bad.filePath(QStringLiteral("folder")), bad.filePath(QStringLiteral("huge"))};
+    const QStringList paths = {bad.filePath("fifo"), bad.filePath("zero"), bad.filePath("folder"),
+                               bad.filePath("huge")};
     ASSERT_EQ(::mkfifo(native(paths[0]).constData(), 0600), 0);
     ASSERT_EQ(::symlink("/dev/zero", native(paths[1]).constData()), 0);
     ASSERT_TRUE(QDir().mkdir(paths[2]));
@@ -227,7 +224,7 @@ TEST_F(ReliabilityTest, CraftedProjectsChangeNothingOutsideTheProgramsOwnFiles)
         window.host->messages.clear();
         window.open(path);
         ASSERT_EQ(window.host->messages.size(), 1);
-        EXPECT_TRUE(window.host->messages[0].text.contains(QStringLiteral("nichts geändert")))
+        EXPECT_TRUE(window.host->messages[0].text.contains("nichts geändert"))
             << window.host->messages[0].text.toStdString();
         EXPECT_EQ(snapshot(m_program), before);
         EXPECT_EQ(window.host->names, hostBefore.names);
@@ -242,11 +239,11 @@ TEST_F(ReliabilityTest, FailureWhileTheRestoredFilesAreCommittedLeavesEverything
         ASSERT_TRUE(
             writeFile(program(QStringLiteral("%1.wav").arg(i)), "alt " + QByteArray::number(i)));
     // cvlist.dat comes last and cannot be replaced: a folder stands in its place.
-    ASSERT_TRUE(QDir().mkpath(program(QStringLiteral("cvlist.dat/inhalt"))));
+    ASSERT_TRUE(QDir().mkpath(program("cvlist.dat/inhalt")));
     auto records = plainRecords(arrayFileBytes(StringArray::oneDimensional(0, 87)).value(), "neu");
     for (int i = 0; i < 10; ++i)
         records[i] = {"C:\\K\\" + QByteArray::number(i) + ".wav", "neu"};
-    const QString project = m_root.filePath(QStringLiteral("lok.spj"));
+    const QString project = m_root.filePath("lok.spj");
     ASSERT_TRUE(writeFile(project, projectBytes(records)));
 
     const Result<LoadedProject> loaded = parseProject(readFile(project), project);
@@ -254,7 +251,7 @@ TEST_F(ReliabilityTest, FailureWhileTheRestoredFilesAreCommittedLeavesEverything
     const auto before = snapshot(m_program);
     const Status restored = SoundProjectFile(m_program).restoreProject(loaded.value(), m_program);
     ASSERT_FALSE(restored.ok());
-    EXPECT_TRUE(restored.error().text.contains(QStringLiteral("cvlist.dat")));
+    EXPECT_TRUE(restored.error().text.contains("cvlist.dat"));
     EXPECT_EQ(snapshot(m_program), before);
 }
 
@@ -372,17 +369,16 @@ TEST_F(ReliabilityTest, KillsDuringASaveLeaveTheOldProjectOrTheNewOne)
     QMap<QString, QByteArray> old = soundFiles(40, "alt");
     setFolder(m_program, old);
     CommandsFixture window(m_program);
-    window.host->names = namesUpTo(10, QStringLiteral("alt"));
-    window.saveAs(program(QStringLiteral("lok.spj")));
-    old.insert(QStringLiteral("lok.spj"), readFile(program(QStringLiteral("lok.spj"))));
-    window.host->names = namesUpTo(40, QStringLiteral("neu"));
-    window.host->path = program(QStringLiteral("lok.spj"));
+    window.host->names = namesUpTo(10, "alt");
+    window.saveAs(program("lok.spj"));
+    old.insert("lok.spj", readFile(program("lok.spj")));
+    window.host->names = namesUpTo(40, "neu");
+    window.host->path = program("lok.spj");
     // Each file of a save is replaced on its own; the project is what must never mix.
     const auto projectAndTemporaries = [&] {
         QMap<QString, QByteArray> files = snapshot(m_program);
         files.removeIf([](const auto &file) {
-            return file.key() != QStringLiteral("lok.spj") &&
-                   !file.key().startsWith(SafeFilePrefix);
+            return file.key() != "lok.spj" && !file.key().startsWith(SafeFilePrefix);
         });
         return files;
     };
@@ -396,16 +392,16 @@ TEST_F(ReliabilityTest, KillsDuringAnOpenLeaveTheOldFilesOrTheNewOnes)
     QTemporaryDir source;
     setFolder(source.path(), soundFiles(40, "neu"));
     CommandsFixture saver(source.path());
-    saver.host->names = namesUpTo(40, QStringLiteral("neu"));
-    saver.host->cv = QStringLiteral("CV neu");
-    const QString project = source.filePath(QStringLiteral("lok.spj"));
+    saver.host->names = namesUpTo(40, "neu");
+    saver.host->cv = "CV neu";
+    const QString project = source.filePath("lok.spj");
     saver.saveAs(project);
     ASSERT_TRUE(saver.host->messages.isEmpty());
 
     QMap<QString, QByteArray> old;
     for (int i = 0; i < 30; ++i)
         old.insert(QStringLiteral("%1.wav").arg(i), "alt " + QByteArray::number(i));
-    old.insert(QStringLiteral("cvlist.dat"), "CV alt");
+    old.insert("cvlist.dat", "CV alt");
     CommandsFixture window(m_program);
     expectOldOrNewAfterKills([&] { window.open(project); }, m_program, old,
                              [&] { return snapshot(m_program); });

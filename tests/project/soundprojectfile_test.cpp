@@ -29,7 +29,7 @@ class SoundProjectTest : public ::testing::Test
 {
 protected:
     QString program(const QString &name) const { return m_program.filePath(name); }
-    QString projectFile() const { return m_projects.filePath(QStringLiteral("lok.spj")); }
+    QString projectFile() const { return m_projects.filePath("lok.spj"); }
 
     QTemporaryDir m_program;
     QTemporaryDir m_projects;
@@ -42,11 +42,11 @@ TEST_F(SoundProjectTest, RecordsInOrderWithShortAndLongCounts)
 {
     const QByteArray sound = test::noise(test::FullSoundBytes, 5); // needs the long count
     SlotFileNames names;
-    names.set(5, QStringLiteral("bremsen.wav"));
-    ASSERT_TRUE(writeFile(program(QStringLiteral("5.wav")), sound));
-    ASSERT_TRUE(writeFile(program(QStringLiteral("7.wav")), "nicht zugewiesen"));
-    ASSERT_TRUE(writeFile(program(QStringLiteral("sound.arr")), emptyNames()));
-    ASSERT_TRUE(writeFile(program(QStringLiteral("cvlist.dat")), "CV1=3\r\nCV2=5\r\n"));
+    names.set(5, "bremsen.wav");
+    ASSERT_TRUE(writeFile(program("5.wav"), sound));
+    ASSERT_TRUE(writeFile(program("7.wav"), "nicht zugewiesen"));
+    ASSERT_TRUE(writeFile(program("sound.arr"), emptyNames()));
+    ASSERT_TRUE(writeFile(program("cvlist.dat"), "CV1=3\r\nCV2=5\r\n"));
     ASSERT_TRUE(writeFile(projectFile(), QByteArray(300000, 'p'))); // older and longer
     ASSERT_TRUE(m_saver.SaveProject(projectFile(), names));
 
@@ -59,24 +59,24 @@ TEST_F(SoundProjectTest, RecordsInOrderWithShortAndLongCounts)
     const QByteArray file = readFile(projectFile());
     EXPECT_EQ(file, projectBytes(records));
     const Result<LoadedProject> loaded = parseProject(file, projectFile());
-    ASSERT_TRUE(loaded && loaded.value().file(QStringLiteral("5.wav")));
-    EXPECT_EQ(*loaded.value().file(QStringLiteral("5.wav")), sound);
+    ASSERT_TRUE(loaded && loaded.value().file("5.wav"));
+    EXPECT_EQ(*loaded.value().file("5.wav"), sound);
 }
 
 TEST(RestoredFileNameTest, OnlyTheProgramsOwnFilesAreRestored)
 {
     const QList<std::pair<QString, QString>> cases = {
-        {QStringLiteral("C:\\K\\5.wav"), QStringLiteral("5.wav")},
-        {QStringLiteral("/opt/k/87.wav"), QStringLiteral("87.wav")},
-        {QStringLiteral("\\K/sub\\cvlist.dat"), QStringLiteral("cvlist.dat")},
-        {QStringLiteral("..\\..\\sound.arr"), QStringLiteral("sound.arr")},
-        {QStringLiteral("C:\\K\\88.wav"), QString()},
-        {QStringLiteral("C:\\K\\05.wav"), QString()},
-        {QStringLiteral("C:\\K\\5.WAV"), QString()},
-        {QStringLiteral("C:\\K\\sndburn.exe"), QString()},
-        {QStringLiteral("C:\\K\\cvdiesele.dat"), QString()},
-        {QStringLiteral("/usr/bin/klangor"), QString()},
-        {QStringLiteral("C:\\K\\.."), QString()},
+        {"C:\\K\\5.wav", "5.wav"},
+        {"/opt/k/87.wav", "87.wav"},
+        {"\\K/sub\\cvlist.dat", "cvlist.dat"},
+        {"..\\..\\sound.arr", "sound.arr"},
+        {"C:\\K\\88.wav", QString()},
+        {"C:\\K\\05.wav", QString()},
+        {"C:\\K\\5.WAV", QString()},
+        {"C:\\K\\sndburn.exe", QString()},
+        {"C:\\K\\cvdiesele.dat", QString()},
+        {"/usr/bin/klangor", QString()},
+        {"C:\\K\\..", QString()},
         {QString(), QString()},
     };
     for (const auto &[recordName, restored] : cases)
@@ -101,12 +101,12 @@ TEST(ParseProjectTest, DamagedProjectsAreRefusedWhole)
         {"3 GB claimed in a small file", counted("ab") + QByteArray("\xFF\xFF\0\0\0\xC0x", 7)},
     };
     for (const auto &[what, bytes] : cases) {
-        const Result<LoadedProject> project = parseProject(bytes, QStringLiteral("x.spj"));
+        const Result<LoadedProject> project = parseProject(bytes, "x.spj");
         ASSERT_FALSE(project) << what;
-        EXPECT_TRUE(project.error().text.contains(QStringLiteral("unvollständig oder beschädigt")));
+        EXPECT_TRUE(project.error().text.contains("unvollständig oder beschädigt"));
     }
     // Bytes after record 89 are never read.
-    EXPECT_TRUE(parseProject(longProject + "Nachspann", QStringLiteral("x.spj")));
+    EXPECT_TRUE(parseProject(longProject + "Nachspann", "x.spj"));
 }
 
 TEST(ParseProjectTest, LaterRecordsWinAndForeignNamesAreLeftOut)
@@ -117,31 +117,27 @@ TEST(ParseProjectTest, LaterRecordsWinAndForeignNamesAreLeftOut)
     records[12] = {"C:\\K\\sndburn.exe", "#!/bin/sh"};
     records[13] = {"C:\\K\\sndburn.exe", "#!/bin/sh"};
     records[14] = {"../../etc/passwd", "root"};
-    const Result<LoadedProject> project =
-        parseProject(projectBytes(records), QStringLiteral("x.spj"));
+    const Result<LoadedProject> project = parseProject(projectBytes(records), "x.spj");
     ASSERT_TRUE(project);
-    ASSERT_NE(project.value().file(QStringLiteral("10.wav")), nullptr);
-    EXPECT_EQ(*project.value().file(QStringLiteral("10.wav")), QByteArray("zweiter"));
-    EXPECT_EQ(project.value().leftOut, (QStringList{QStringLiteral("C:\\K\\sndburn.exe"),
-                                                    QStringLiteral("../../etc/passwd")}));
+    ASSERT_NE(project.value().file("10.wav"), nullptr);
+    EXPECT_EQ(*project.value().file("10.wav"), QByteArray("zweiter"));
+    EXPECT_EQ(project.value().leftOut, (QStringList{"C:\\K\\sndburn.exe", "../../etc/passwd"}));
     QStringList names;
     for (const auto &file : project.value().files)
         names << file.first;
-    EXPECT_EQ(names, (QStringList{QStringLiteral("placeholder.dat"), QStringLiteral("10.wav"),
-                                  QStringLiteral("sound.arr"), QStringLiteral("cvlist.dat")}));
+    EXPECT_EQ(names, (QStringList{"placeholder.dat", "10.wav", "sound.arr", "cvlist.dat"}));
 }
 
 TEST_F(SoundProjectTest, SaveReadsOnlyRegularFilesAndKeepsTheOldProjectOnFailure)
 {
     SlotFileNames names;
-    names.set(3, QStringLiteral("x.wav"));
-    ASSERT_TRUE(writeFile(program(QStringLiteral("sound.arr")), emptyNames()));
+    names.set(3, "x.wav");
+    ASSERT_TRUE(writeFile(program("sound.arr"), emptyNames()));
     ASSERT_TRUE(writeFile(projectFile(), "altes Projekt"));
     // A placeholder that is no regular file is the program's own to replace.
-    ASSERT_EQ(::symlink("/dev/zero", QFile::encodeName(program(QStringLiteral("placeholder.dat")))),
-              0);
+    ASSERT_EQ(::symlink("/dev/zero", QFile::encodeName(program("placeholder.dat"))), 0);
 
-    const QString working = program(QStringLiteral("3.wav"));
+    const QString working = program("3.wav");
     const std::function<void()> unreadable[] = {
         [&] { ::mkfifo(QFile::encodeName(working), 0600); },
         [&] { ::symlink("/dev/zero", QFile::encodeName(working)); },
@@ -150,16 +146,16 @@ TEST_F(SoundProjectTest, SaveReadsOnlyRegularFilesAndKeepsTheOldProjectOnFailure
         make();
         const Status saved = m_saver.SaveProject(projectFile(), names);
         ASSERT_FALSE(saved.ok());
-        EXPECT_TRUE(saved.error().text.contains(QStringLiteral("keine gewöhnliche Datei")));
-        EXPECT_TRUE(saved.error().text.contains(QStringLiteral("nicht gespeichert")));
+        EXPECT_TRUE(saved.error().text.contains("keine gewöhnliche Datei"));
+        EXPECT_TRUE(saved.error().text.contains("nicht gespeichert"));
         EXPECT_EQ(readFile(projectFile()), QByteArray("altes Projekt"));
         QFile::remove(working);
     }
 
     // A missing working file is created empty; the placeholder is now an empty regular file.
     ASSERT_TRUE(m_saver.SaveProject(projectFile(), names));
-    EXPECT_TRUE(QFileInfo(program(QStringLiteral("3.wav"))).isFile());
-    const QFileInfo placeholder(program(QStringLiteral("placeholder.dat")));
+    EXPECT_TRUE(QFileInfo(program("3.wav")).isFile());
+    const QFileInfo placeholder(program("placeholder.dat"));
     EXPECT_TRUE(placeholder.isFile() && !placeholder.isSymLink() && placeholder.size() == 0);
 }
 

@@ -31,12 +31,11 @@ protected:
 
 TEST_F(SlotAssignerTest, ReplacesTheWorkingFileByAByteCopy)
 {
-    const QString longer = sound(QStringLiteral("a.wav"), test::makeWav({.dataBytes = 5000}));
+    const QString longer = sound("a.wav", test::makeWav({.dataBytes = 5000}));
     const QByteArray bytes = test::makeWav({});
-    const QString shorter = sound(QStringLiteral("b.wav"), bytes);
+    const QString shorter = sound("b.wav", bytes);
     ASSERT_TRUE(test::writeFile(working(5), "old"));
-    EXPECT_TRUE(
-        m_assigner.assign(m_names, 5, QStringLiteral("a.wav"), longer, AssignWay::DoubleClick));
+    EXPECT_TRUE(m_assigner.assign(m_names, 5, "a.wav", longer, AssignWay::DoubleClick));
     EXPECT_TRUE(m_assigner.assign(m_names, 5, shorter, shorter, AssignWay::Drop));
     EXPECT_EQ(m_names.at(5), shorter);
     EXPECT_EQ(test::readFile(working(5)), bytes); // no byte of the longer file survives
@@ -49,21 +48,19 @@ TEST_F(SlotAssignerTest, RefusalOrFailedCopyChangesNothingAndSaysWhy)
 {
     const QByteArray old = test::makeWav({});
     ASSERT_TRUE(test::writeFile(working(9), old));
-    m_names.set(9, QStringLiteral("old.wav"));
-    const QString stereo = sound(QStringLiteral("stereo.wav"), test::makeWav({.channels = 2}));
-    const QString good = sound(QStringLiteral("new.wav"), test::makeWav({.dataBytes = 70}));
-    SlotAssigner gone(m_program.filePath(QStringLiteral("gone")), m_checker);
+    m_names.set(9, "old.wav");
+    const QString stereo = sound("stereo.wav", test::makeWav({.channels = 2}));
+    const QString good = sound("new.wav", test::makeWav({.dataBytes = 70}));
+    SlotAssigner gone(m_program.filePath("gone"), m_checker);
 
-    const Status refused =
-        m_assigner.assign(m_names, 9, QStringLiteral("s"), stereo, AssignWay::Drop);
+    const Status refused = m_assigner.assign(m_names, 9, "s", stereo, AssignWay::Drop);
     ASSERT_FALSE(refused);
-    EXPECT_EQ(refused.error().title, QStringLiteral("Zuviel Soundkanal"));
-    const Status failed =
-        gone.assign(m_names, 9, QStringLiteral("n"), good, AssignWay::DoubleClick);
+    EXPECT_EQ(refused.error().title, "Zuviel Soundkanal");
+    const Status failed = gone.assign(m_names, 9, "n", good, AssignWay::DoubleClick);
     ASSERT_FALSE(failed);
-    EXPECT_EQ(failed.error().title, QStringLiteral("Kopieren fehlgeschlagen"));
-    EXPECT_TRUE(failed.error().text.contains(QStringLiteral("\"9.wav\"")));
-    EXPECT_EQ(m_names.at(9), QStringLiteral("old.wav"));
+    EXPECT_EQ(failed.error().title, "Kopieren fehlgeschlagen");
+    EXPECT_TRUE(failed.error().text.contains("\"9.wav\""));
+    EXPECT_EQ(m_names.at(9), "old.wav");
     EXPECT_EQ(test::readFile(working(9)), old);
 }
 
@@ -95,7 +92,7 @@ TEST(Drop, WhatADropAssigns)
             mime.setUrls(urls);
         if (!c.text.isEmpty())
             mime.setText(c.text);
-        const auto choice = chooseDrop(dropPayloadFrom(mime), QStringLiteral("/home/u"));
+        const auto choice = chooseDrop(dropPayloadFrom(mime), "/home/u");
         EXPECT_EQ(choice ? choice->slotText : QString(), c.slotText)
             << c.files.join(' ').toStdString();
         EXPECT_EQ(choice ? choice->sourcePath : QString(), c.source);

@@ -75,12 +75,12 @@ TEST(WaveCheck, FirstBrokenRuleWins)
     WaveChecker checker(device);
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        const QString path = dir.filePath(QStringLiteral("t.wav"));
+        const QString path = dir.filePath("t.wav");
         ASSERT_TRUE(test::writeFile(path, c.file));
         EXPECT_EQ(verdict(checker.CheckWaveFile(path)), c.expected);
     }
     // Nothing to read: a missing file, a folder.
-    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("folder.wav")));
+    ASSERT_TRUE(QDir(dir.path()).mkdir("folder.wav"));
     for (const char *name : {"missing.wav", "folder.wav"})
         EXPECT_EQ(verdict(checker.CheckWaveFile(dir.filePath(QString::fromUtf8(name)))), Format);
 }

@@ -14,10 +14,10 @@ TEST(WaveFolder, OnlyWavFilesInReadingOrder)
     for (const char *name :
          {"e.mp3", "c.Wav", "B2.wav", "b.wav", "d.wave", "A.WAV", ".wav", "x.wav.txt"})
         ASSERT_TRUE(test::writeFile(dir.filePath(QString::fromUtf8(name)), "x"));
-    ASSERT_TRUE(QDir(dir.path()).mkdir(QStringLiteral("folder.wav")));
+    ASSERT_TRUE(QDir(dir.path()).mkdir("folder.wav"));
     EXPECT_EQ(listWaveFiles(dir.path()),
               QStringList({".wav", "A.WAV", "b.wav", "B2.wav", "c.Wav"}));
-    EXPECT_EQ(listWaveFiles(dir.filePath(QStringLiteral("missing"))), std::nullopt);
+    EXPECT_EQ(listWaveFiles(dir.filePath("missing")), std::nullopt);
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 #include <QRandomGenerator>
 #include <QString>
 #include <QtEndian>
+#include <tuple>
 
 namespace klangor::test {
 
@@ -114,6 +115,14 @@ public:
         calls << QStringLiteral("pointer:%1").arg(static_cast<int>(pointer));
     }
     void showMessage(const UserMessage &message) override { messages << message; }
+    // The text of the one message shown since the last call; else how many there were.
+    QString onlyMessage()
+    {
+        const auto shown = std::exchange(messages, {});
+        return shown.size() == 1 ? shown[0].text : QString("%1 Meldungen").arg(shown.size());
+    }
+    // What the window shows of a project.
+    auto state() const { return std::tuple(names, cv, path); }
 
     QString m_folder;
     SlotFileNames names;

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <functional>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <QRandomGenerator>
@@ -25,6 +26,8 @@ namespace klangor {
 namespace {
 
 using namespace test;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
 
 QByteArray native(const QString &path)
 {
@@ -121,29 +124,23 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     ASSERT_TRUE(other.host->messages.isEmpty());
 
     fillDisk(64 * 1024);
-    const SlotFileNames namesBefore = window.host->names;
+    const auto shownBefore = window.host->state();
 
     // Saving again: the new file cannot be written beside the old one.
     window.commands.save();
-    ASSERT_EQ(window.host->messages.size(), 1);
-    EXPECT_TRUE(window.host->messages[0].text.contains("kein Platz mehr frei"))
-        << window.host->messages[0].text.toStdString();
+    EXPECT_THAT(window.host->onlyMessage().toStdString(), HasSubstr("kein Platz mehr frei"));
     EXPECT_EQ(readFile(project), oldProject);
     EXPECT_FALSE(leftovers(m_disk));
     EXPECT_FALSE(leftovers(m_program));
     EXPECT_EQ(window.host->calls.constLast(), "pointer:0");
 
     // Opening a project that does not fit changes nothing, on disk or in the window.
-    window.host->messages.clear();
     const auto folderBefore = snapshot(m_program);
     window.open(elsewhere.filePath("gross.spj"));
-    ASSERT_EQ(window.host->messages.size(), 1);
-    EXPECT_TRUE(window.host->messages[0].text.contains("kein Platz mehr frei"));
-    EXPECT_TRUE(window.host->messages[0].text.contains("nichts geändert"));
+    EXPECT_THAT(window.host->onlyMessage().toStdString(),
+                AllOf(HasSubstr("kein Platz mehr frei"), HasSubstr("nichts geändert")));
     EXPECT_EQ(snapshot(m_program), folderBefore);
-    EXPECT_EQ(window.host->names, namesBefore);
-    EXPECT_EQ(window.host->cv, "CV alt");
-    EXPECT_EQ(window.host->path, project);
+    EXPECT_EQ(window.host->state(), shownBefore);
 }
 
 TEST_F(ReliabilityTest, LinksAreReplacedAndTheirTargetsNeverTouched)
@@ -196,8 +193,7 @@ TEST_F(ReliabilityTest, CraftedProjectsChangeNothingOutsideTheProgramsOwnFiles)
     CommandsFixture window(m_program);
     window.host->cv = "vorher";
     window.open(toolsProject);
-    ASSERT_EQ(window.host->messages.size(), 1);
-    EXPECT_EQ(window.host->messages[0].text,
+    EXPECT_EQ(window.host->onlyMessage(),
               QStringLiteral("Das Sound Projekt enthält Dateien, die nicht in den Programmordner "
                              "gehören. Sie wurden nicht übernommen:\nC:\\K\\sndburn.exe\n"
                              "C:\\K\\cvdiesele.dat\n/usr/bin/klangor"));
@@ -218,18 +214,13 @@ TEST_F(ReliabilityTest, CraftedProjectsChangeNothingOutsideTheProgramsOwnFiles)
     QFile huge(paths[3]);
     ASSERT_TRUE(huge.open(QIODevice::WriteOnly) && huge.resize(MaxProjectBytes + 1)); // sparse
     const auto before = snapshot(m_program);
-    const RecordingHost hostBefore = *window.host;
+    const auto shownBefore = window.host->state();
     for (const QString &path : paths) {
         SCOPED_TRACE(path.toStdString());
-        window.host->messages.clear();
         window.open(path);
-        ASSERT_EQ(window.host->messages.size(), 1);
-        EXPECT_TRUE(window.host->messages[0].text.contains("nichts geändert"))
-            << window.host->messages[0].text.toStdString();
+        EXPECT_THAT(window.host->onlyMessage().toStdString(), HasSubstr("nichts geändert"));
         EXPECT_EQ(snapshot(m_program), before);
-        EXPECT_EQ(window.host->names, hostBefore.names);
-        EXPECT_EQ(window.host->cv, hostBefore.cv);
-        EXPECT_EQ(window.host->path, hostBefore.path);
+        EXPECT_EQ(window.host->state(), shownBefore);
     }
 }
 

@@ -104,18 +104,24 @@ private:
     void openGroup()
     {
         m_fallbackLeft = 0;
-        if (m_depth++ < kMaxKeptDepth)
+        if (m_outer.size() < kMaxKeptDepth)
             m_outer.append(m_state);
+        else
+            ++m_unkeptDepth;
     }
 
+    // True when the outermost group ends.
     bool closeGroup()
     {
         m_fallbackLeft = 0;
-        if (m_depth == 0)
+        if (m_unkeptDepth > 0) {
+            --m_unkeptDepth;
+            return false;
+        }
+        if (m_outer.isEmpty())
             return false; // a stray brace
-        if (--m_depth < kMaxKeptDepth)
-            m_state = m_outer.takeLast();
-        return m_depth == 0;
+        m_state = m_outer.takeLast();
+        return m_outer.isEmpty();
     }
 
     void control()
@@ -231,9 +237,9 @@ private:
 
     const QByteArray &m_in;
     qsizetype m_pos = 0;
-    qsizetype m_depth = 0;
     GroupState m_state;
-    QList<GroupState> m_outer;
+    QList<GroupState> m_outer; // the states of the enclosing groups
+    qsizetype m_unkeptDepth = 0;
     int m_fallbackLeft = 0;
     QByteArray m_bytes; // text bytes not yet decoded
     QString m_out;

@@ -2,6 +2,7 @@
 
 #include "platform/codepage.h"
 #include "platform/safefile.h"
+#include "programming/rtftext.h"
 
 namespace klangor {
 
@@ -14,6 +15,8 @@ constexpr qint64 kMaxCvFileBytes = qint64(16) << 20;
 
 QString cvTextFromBytes(const QByteArray &bytes)
 {
+    if (isRtf(bytes))
+        return plainTextFromRtf(bytes);
     QString text = fromWindows1252(bytes);
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     return text;

@@ -29,6 +29,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStorageInfo>
+#include <QTextDocument>
 #include <QTextEdit>
 #include <QTimer>
 
@@ -586,6 +587,21 @@ void Form1::Timer1_Timer()
 
 // Sound projects and the about box.
 
+namespace {
+// The box's text as the file keeps it: toPlainText() would turn no-break spaces into spaces.
+QString cvBoxText(const QTextEdit &box)
+{
+    QString text = box.document()->toRawText();
+    for (QChar &c : text) {
+        // Paragraph, line and frame borders, as toPlainText() ends lines.
+        if (c == QChar::ParagraphSeparator || c == QChar::LineSeparator || c == u'\uFDD0' ||
+            c == u'\uFDD1')
+            c = u'\n';
+    }
+    return text;
+}
+} // namespace
+
 // The window as the project commands see it.
 class ProjectHostAdapter final : public ProjectHost
 {
@@ -597,7 +613,7 @@ public:
     void setSlotFileNames(const SlotFileNames &names) override { m_window.m_slotFileNames = names; }
     QString projectPath() const override { return m_window.m_projectPath; }
     void setProjectPath(const QString &path) override { m_window.m_projectPath = path; }
-    QString cvText() const override { return m_window.m_cv->toPlainText(); }
+    QString cvText() const override { return cvBoxText(*m_window.m_cv); }
     void setCvText(const QString &text) override { m_window.m_cv->setPlainText(text); }
     void refreshEventView() override { m_window.List3_Click(); }
     void setMousePointer(MousePointer pointer) override { m_window.setMousePointer(pointer); }

@@ -185,6 +185,19 @@ TEST_F(MainWindow, MenuReachesTheProjectCommands)
     EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
+// Every byte of a plain CV list leaves the box as it came, line ends as CR LF.
+TEST_F(MainWindow, CvBoxKeepsEveryByteOfAPlainCvList)
+{
+    QByteArray bytes;
+    for (int b = 0; b < 256; ++b)
+        bytes += b == '\n' ? "\r\n" : b == '\r' ? "" : QByteArray(1, char(b));
+    writeFile(m_program.filePath("cvdiesele.dat"), bytes);
+    click("Command3");
+    control<QAction>("Speichern")->trigger(); // writes cvlist.dat, then the name is not given
+    EXPECT_EQ(readFile(m_program.filePath("cvlist.dat")).toHex(' ').toStdString(),
+              bytes.toHex(' ').toStdString());
+}
+
 // The options are seen where they end up: the tool's command line, the sound list it is
 // given, the CV box after "CV Standardwert laden".
 TEST_F(MainWindow, OptionsReachTheToolAndTheCvBox)

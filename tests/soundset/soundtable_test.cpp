@@ -14,9 +14,7 @@ TEST(SoundTable, TextsWordForWordIncludingInnerQuotes)
         {0, "Fahrgeräusch während Beschleunigung"},
         {3, "Pausenfößller zu 0 bis 3 (Zischen zwischen Dampfstößen)"},
         {6, "Startgeräusch (Übergang von \"Geräusch aus\" zu \"Stillstand\")"},
-        {7, "Abstellgeräusch (Übergang von \"Stillstand\" zu \"Geräusch aus\")"},
         {11, "Zusatzgeräusch bei Übergang Fahrt - Stillstand (auf Kanal 2)"},
-        {12, "Standgeräusch (Stillstand)"},
         {19, "Manuell auslösbares Geräusch 7"},
     };
     for (const auto &[event, text] : samples)

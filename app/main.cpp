@@ -4,6 +4,7 @@
 #include "platform/toolprocess.h"
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
+#include "ui/germanqttexts.h"
 #include "ui/mainwindow.h"
 #include "ui/qtmessagepresenter.h"
 #include "ui/qtprojectdialogs.h"
@@ -12,10 +13,8 @@
 #include <cstdlib>
 #include <QApplication>
 #include <QDir>
-#include <QLibraryInfo>
 #include <QStandardPaths>
 #include <QTimer>
-#include <QTranslator>
 
 namespace {
 
@@ -48,10 +47,7 @@ int main(int argc, char *argv[])
                                             .arg(KLANGOR_VERSION_MAJOR)
                                             .arg(KLANGOR_VERSION_MINOR)
                                             .arg(KLANGOR_VERSION_PATCH));
-    // The whole interface is German, Qt's own dialogs and buttons included, whatever the locale.
-    QTranslator qtTexts;
-    if (qtTexts.load(QStringLiteral("qt_de"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
-        QApplication::installTranslator(&qtTexts);
+    klangor::installGermanQtTexts(); // without them Qt's dialogs stay English, nothing worse
 
     // An installed program cannot write beside itself: it works in a folder of the user's,
     // seeded with the CV default files installed under share/klangor.

@@ -1,8 +1,11 @@
+#include "ui/germanqttexts.h"
 #include "ui/qtprojectdialogs.h"
 
 #include <gtest/gtest.h>
 #include <QApplication>
+#include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QPushButton>
 #include <QTimer>
 
 namespace klangor {
@@ -38,6 +41,14 @@ TEST(QtProjectDialogs, DialogShowsTitleFolderAndFilterAndReturnsNothingOnCancel)
               QString());
     EXPECT_EQ(seen,
               QStringList({"Sound Projekt öffnen", QDir::tempPath(), "*.spj (Sounds) (*.spj)"}));
+}
+
+TEST(QtProjectDialogs, QtsOwnButtonsSpeakGerman)
+{
+    ASSERT_TRUE(installGermanQtTexts()) << "Qt's German translations are missing";
+    QDialogButtonBox buttons(QDialogButtonBox::Save | QDialogButtonBox::Cancel);
+    EXPECT_EQ(buttons.button(QDialogButtonBox::Save)->text(), "Speichern");
+    EXPECT_EQ(buttons.button(QDialogButtonBox::Cancel)->text(), "Abbrechen");
 }
 
 } // namespace

@@ -1,10 +1,12 @@
 #include "support/fakes.h"
 #include "ui/aboutdialog.h"
+#include "ui/qtmessagepresenter.h"
 
 #include <gtest/gtest.h>
 #include <QApplication>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QTimer>
 
 namespace klangor::test {
 namespace {
@@ -35,6 +37,25 @@ TEST(AboutDialog, SysInfoStartsAnInstalledProgramOrTellsThatThereIsNone)
         EXPECT_EQ(shown.shown, installed ? QList<UserMessage>{} : QList{unavailable});
         EXPECT_TRUE(box.isVisible()); // whatever happened, the box stays open
     }
+}
+
+// The message belongs to the about box: centred on it, and it has the keys again after OK.
+TEST(AboutDialog, SysInfoMessageIsTheAboutBoxs)
+{
+    QWidget window;
+    QtMessagePresenter messages(&window);
+    FakeProgramLauncher nothingInstalled;
+    frmAbout box(&nothingInstalled, &messages, &window);
+    window.show();
+    box.show();
+    QApplication::setActiveWindow(&box);
+    QWidget *owner = nullptr;
+    QTimer::singleShot(0, [&] {
+        owner = QApplication::activeModalWidget()->parentWidget();
+        QApplication::activeModalWidget()->close();
+    });
+    box.findChild<QPushButton *>("cmdSysInfo")->click();
+    EXPECT_EQ(owner, &box);
 }
 
 } // namespace

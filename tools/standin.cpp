@@ -1,17 +1,20 @@
 // Stand-in for the decoder programming tools, for development and tests without a decoder.
 // Built twice: as sndburn.exe (port, soundlist.dat, cvlist.dat) and as cvburn.exe (port,
-// cvlist.dat). It checks its command line and the files it is given as the real tool would
-// need them, notes what it saw in "standin.log" in its working folder, takes its time and
-// exits.
+// cvlist.dat); natively, and as Windows programs with the MinGW cross compiler, run by wine.
+// Standard C++ only, so the one source serves both. It checks its command line and the files it is
+// given as the real tool would need them, notes what it saw in "standin.log" in its working folder,
+// takes its time and exits.
 //
 // Controlled through the environment:
 //   KLANGOR_STANDIN_SECONDS  how long to "program" (default 3, fractions allowed)
 //   KLANGOR_STANDIN_UNTIL    a file path: "programs" until that file exists instead
-//   KLANGOR_STANDIN_EXIT     exit code after a good run (0..255, default 0)
+//   KLANGOR_STANDIN_EXIT     exit code after a good run (default 0; 0..255, on Windows
+//                            up to 999999999, so that 258 can be given)
 //   KLANGOR_STANDIN_CRASH    when "1", aborts after the wait (a crashing tool)
 //
 // Exit codes of its own: 2 bad command line, 3 bad soundlist.dat, 4 a listed WAV file
-// missing or not RIFF/WAVE, 5 bad cvlist.dat, 6 bad control variable.
+// missing or not RIFF/WAVE, 5 bad cvlist.dat, 6 bad control variable. Through wine the program
+// takes a 2 for 258, a good run: look at standin.log.
 
 #include <algorithm>
 #include <chrono>
@@ -26,6 +29,12 @@
 #include <vector>
 
 namespace {
+
+#ifdef _WIN32
+constexpr long MaxExitCode = 999999999;
+#else
+constexpr long MaxExitCode = 255; // all a Linux exit status holds
+#endif
 
 enum ExitCode
 {
@@ -199,7 +208,7 @@ std::optional<int> chosenExitCode()
     if (!value)
         return 0;
     const std::string text(value);
-    if (!isPlainNumber(text) || std::stol(text) > 255)
+    if (!isPlainNumber(text) || std::stol(text) > MaxExitCode)
         return std::nullopt;
     return static_cast<int>(std::stol(text));
 }

@@ -38,6 +38,7 @@ public:
     virtual void terminate() = 0;
 
 signals:
+    // The tool's exit code; of a Windows tool run through wine, the code it most likely had.
     void finished(int exitCode);
     void startFailed();
 };

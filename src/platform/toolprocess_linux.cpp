@@ -10,6 +10,8 @@ namespace klangor {
 
 namespace {
 
+constexpr int WineDoneExitCode = 258;
+
 bool isWindowsExecutable(const QString &path)
 {
     QFile file(path);
@@ -46,6 +48,7 @@ public:
     {
         m_startError = StartError::None;
         m_terminateRequested = false;
+        m_throughWine = false;
         if (isRunning()) {
             m_startError = StartError::NotStartable; // one tool per object
             return false;
@@ -64,6 +67,7 @@ public:
         if (isWindowsExecutable(path) && !wine.isEmpty()) {
             executable = wine;
             args.prepend(path);
+            m_throughWine = true;
         } else if (!info.isExecutable()) {
             m_startError = StartError::NotStartable;
             return false;
@@ -107,6 +111,11 @@ private:
         // becomes 128 + signal, as shells report it: never 0 or 258.
         if (status == QProcess::CrashExit)
             exitCode = m_terminateRequested ? TerminatedExitCode : 128 + exitCode;
+        // wine ends with the low byte of the Windows exit code (1 when that byte is 0 but the
+        // code is not) and offers no way to learn more, so the tool's 258, a good run, arrives
+        // as 2. It is taken for 258: a Windows 2 cannot be told apart from it.
+        else if (m_throughWine && exitCode == 2)
+            exitCode = WineDoneExitCode;
         emit finished(exitCode);
     }
 
@@ -123,6 +132,7 @@ private:
     StartError m_startError = StartError::None;
     bool m_inStart = false;
     bool m_terminateRequested = false;
+    bool m_throughWine = false;
 };
 
 } // namespace

@@ -40,15 +40,19 @@ struct StandInFolder
     QString path(const QString &name) const { return m_dir.filePath(name); }
     QByteArray log() const { return readFile(path(QStringLiteral("standin.log"))); }
 
-    // From the build's program folder; the test executable lies there too, should the
-    // variable not come through.
-    void copyFromBin(const QString &name)
+    // In the build's program folder; the test executable lies there too, should the variable
+    // not come through.
+    static QString binPath(const QString &name)
     {
-        const QString source =
-            QDir(qEnvironmentVariable("KLANGOR_BIN_DIR", QCoreApplication::applicationDirPath()))
-                .filePath(name);
-        ASSERT_TRUE(QFile::copy(source, path(name))) << qPrintable(source) << " (KLANGOR_BIN_DIR)";
-        QFile::setPermissions(path(name), QFile::permissions(source) | QFile::ExeOwner);
+        return QDir(qEnvironmentVariable("KLANGOR_BIN_DIR", QCoreApplication::applicationDirPath()))
+            .filePath(name);
+    }
+    void copyFromBin(const QString &name, const QString &as = {})
+    {
+        const QString source = binPath(name), target = path(as.isEmpty() ? name : as);
+        QFile::remove(target);
+        ASSERT_TRUE(QFile::copy(source, target)) << qPrintable(source) << " (KLANGOR_BIN_DIR)";
+        QFile::setPermissions(target, QFile::permissions(source) | QFile::ExeOwner);
     }
 
     QTemporaryDir m_dir;

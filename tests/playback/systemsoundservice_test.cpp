@@ -20,7 +20,8 @@ TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
     EXPECT_EQ(recording.lastSize(), 300u); // the file's samples, not the default sound
 }
 
-// Without a sound server, or with an output that will not open, the user hears of it once.
+// Without a sound server, or with an output that will not open, every call comes back silent
+// and the user hears of it once.
 TEST(SystemSoundService, NothingAudibleIsToldOncePerRun)
 {
     test::OutputRecording recording;
@@ -34,6 +35,8 @@ TEST(SystemSoundService, NothingAudibleIsToldOncePerRun)
         service.PlaySoundOnce("a.wav");
         service.PlaySoundLoop("a.wav");
         service.PlaySoundWait("1.wav");
+        service.StopSound(); // every call comes back, silent
+        EXPECT_TRUE(recording.segments.empty());
         ASSERT_EQ(told.size(), 1);
         EXPECT_TRUE(told[0].startsWith("Es ist keine Tonausgabe verfügbar"));
     }

@@ -115,13 +115,10 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
 
     // A project of larger sounds, kept where there is room.
     QTemporaryDir elsewhere;
-    CommandsFixture other(elsewhere.path());
+    auto records = plainRecords(arrayFileBytes(StringArray::oneDimensional(0, 87)).value());
     for (int i = 0; i < 6; ++i)
-        ASSERT_TRUE(
-            writeFile(elsewhere.filePath(QStringLiteral("%1.wav").arg(i)), noise(60000, 10 + i)));
-    other.host->names = namesUpTo(6, "neu");
-    other.saveAs(elsewhere.filePath("gross.spj"));
-    ASSERT_TRUE(other.host->messages.isEmpty());
+        records[i] = {"C:\\K\\" + QByteArray::number(i) + ".wav", noise(60000, 10 + i)};
+    ASSERT_TRUE(writeFile(elsewhere.filePath("gross.spj"), projectBytes(records)));
 
     fillDisk(64 * 1024);
     const auto shownBefore = window.host->state();

@@ -40,18 +40,16 @@ struct StandInFolder
     QString path(const QString &name) const { return m_dir.filePath(name); }
     QByteArray log() const { return readFile(path(QStringLiteral("standin.log"))); }
 
-    // In the build's program folder; the test executable lies there too, should the variable
-    // not come through.
+    // In the build's program folder, where the test executables lie too.
     static QString binPath(const QString &name)
     {
-        return QDir(qEnvironmentVariable("KLANGOR_BIN_DIR", QCoreApplication::applicationDirPath()))
-            .filePath(name);
+        return QDir(QCoreApplication::applicationDirPath()).filePath(name);
     }
     void copyFromBin(const QString &name, const QString &as = {})
     {
         const QString source = binPath(name), target = path(as.isEmpty() ? name : as);
         QFile::remove(target);
-        ASSERT_TRUE(QFile::copy(source, target)) << qPrintable(source) << " (KLANGOR_BIN_DIR)";
+        ASSERT_TRUE(QFile::copy(source, target)) << qPrintable(source);
         QFile::setPermissions(target, QFile::permissions(source) | QFile::ExeOwner);
     }
 

@@ -1,59 +1,40 @@
 #include "support/wavwriter.h"
 
+#include <QDataStream>
 #include <QFile>
 #include <QtEndian>
 
 namespace klangor::test {
 
-namespace {
-
-void put16(QByteArray &out, quint16 v)
-{
-    char b[2];
-    qToLittleEndian(v, b);
-    out.append(b, 2);
-}
-
-void put32(QByteArray &out, quint32 v)
-{
-    char b[4];
-    qToLittleEndian(v, b);
-    out.append(b, 4);
-}
-
-} // namespace
-
 QByteArray makeWav(const WavLayout &layout)
 {
     const int blockAlign = std::max(1, layout.channels * layout.bitsPerSample / 8);
-    QByteArray body("WAVE");
+    QByteArray image;
+    QDataStream out(&image, QIODevice::WriteOnly);
+    out.setByteOrder(QDataStream::LittleEndian);
+    const auto tag = [&](const char *id) {
+        out.writeRawData(id, 4);
+    };
+    tag("RIFF");
+    out << quint32(0); // filled in below
+    tag("WAVE");
     if (layout.chunkBeforeFormat) {
-        body.append("LIST");
-        put32(body, 5);
-        body.append("INFOx");
-        body.append('\0'); // pad byte of the odd-sized chunk
+        tag("LIST");
+        out << quint32(5);
+        out.writeRawData("INFOx\0", 6); // with the pad byte of the odd-sized chunk
     }
-    body.append("fmt ");
-    put32(body, 16);
-    put16(body, 1); // PCM
-    put16(body, static_cast<quint16>(layout.channels));
-    put32(body, static_cast<quint32>(layout.sampleRate));
-    put32(body, static_cast<quint32>(layout.sampleRate * blockAlign));
-    put16(body, static_cast<quint16>(blockAlign));
-    put16(body, static_cast<quint16>(layout.bitsPerSample));
-    body.append("data");
-    put32(body, static_cast<quint32>(layout.dataBytes));
-    QByteArray samples(layout.dataBytes, '\0');
+    tag("fmt ");
+    out << quint32(16) << quint16(1) << quint16(layout.channels) << quint32(layout.sampleRate)
+        << quint32(layout.sampleRate * blockAlign) << quint16(blockAlign)
+        << quint16(layout.bitsPerSample);
+    tag("data");
+    out << quint32(layout.dataBytes);
     for (qint64 i = 0; i < layout.dataBytes; ++i)
-        samples[i] = static_cast<char>(layout.bitsPerSample == 8 ? 128 + (i % 16) - 8 : (i % 7));
-    body.append(samples);
+        out << quint8(layout.bitsPerSample == 8 ? 128 + (i % 16) - 8 : (i % 7));
     if (layout.dataBytes & 1)
-        body.append('\0');
-
-    QByteArray out("RIFF");
-    put32(out, static_cast<quint32>(body.size()));
-    out.append(body);
-    return out;
+        out << quint8(0);
+    qToLittleEndian(quint32(image.size() - 8), image.data() + 4);
+    return image;
 }
 
 qint64 bytesForMilliseconds(qint64 ms, quint32 avgBytesPerSecond)

@@ -11,10 +11,13 @@
 
 #include <gtest/gtest.h>
 #include <QAction>
+#include <QGuiApplication>
 #include <QLabel>
+#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
@@ -95,6 +98,31 @@ TEST_F(MainWindow, EveryStatusTextFitsTheStatusLine)
     for (const QString &text : texts)
         EXPECT_LE(status->fontMetrics().horizontalAdvance(text), status->contentsRect().width())
             << text.toStdString();
+}
+
+// Under a real window manager the window offers no resize border and no maximize button. Runs
+// on an X display (CI: xvfb-run with QT_QPA_PLATFORM=xcb), skipped offscreen.
+TEST_F(MainWindow, WindowManagerOffersNeitherResizingNorMaximizing)
+{
+    if (QGuiApplication::platformName() != "xcb" ||
+        QStandardPaths::findExecutable("openbox").isEmpty())
+        GTEST_SKIP() << "needs an X display, openbox and xprop";
+    QProcess manager;
+    manager.start("openbox", {"--replace"});
+    QByteArray actions;
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            QProcess xprop;
+            xprop.start("xprop",
+                        {"-id", QString::number(m_window->winId()), "_NET_WM_ALLOWED_ACTIONS"});
+            xprop.waitForFinished();
+            actions = xprop.readAllStandardOutput();
+            return actions.contains("_NET_WM_ACTION_CLOSE");
+        },
+        30000));
+    EXPECT_FALSE(actions.contains("MAXIMIZE") || actions.contains("RESIZE")) << actions.constData();
+    manager.terminate();
+    manager.waitForFinished();
 }
 
 TEST(DriveListBox, LooksForNewDrivesWhenOpenedAndKeepsTheChosenOne)

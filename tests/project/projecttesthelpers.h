@@ -5,6 +5,7 @@
 #include "support/printers.h"
 
 #include <QByteArray>
+#include <QDataStream>
 #include <QDir>
 #include <QDirIterator>
 #include <QFile>
@@ -56,15 +57,12 @@ inline constexpr qsizetype FullSoundBytes = 44 + 130094;
 inline QByteArray counted(const QByteArray &bytes)
 {
     QByteArray out;
-    char b[4];
-    if (bytes.size() < 0xFFFF) {
-        qToLittleEndian(static_cast<quint16>(bytes.size()), b);
-        out.append(b, 2);
-    } else {
-        out.append("\xFF\xFF", 2);
-        qToLittleEndian(static_cast<quint32>(bytes.size()), b);
-        out.append(b, 4);
-    }
+    QDataStream count(&out, QIODevice::WriteOnly);
+    count.setByteOrder(QDataStream::LittleEndian);
+    if (bytes.size() < 0xFFFF)
+        count << quint16(bytes.size());
+    else
+        count << quint16(0xFFFF) << quint32(bytes.size());
     return out + bytes;
 }
 

@@ -31,7 +31,8 @@ TEST(QtProjectDialogs, DialogShowsTitleFolderAndFilterAndReturnsNothingOnCancel)
     poll.callOnTimeout([&] {
         if (auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget())) {
             seen << dialog->windowTitle() << dialog->directory().absolutePath()
-                 << dialog->nameFilters();
+                 << dialog->nameFilters(); // shown without the pattern part:
+            seen << (dialog->testOption(QFileDialog::HideNameFilterDetails) ? "hidden" : "shown");
             dialog->reject();
         }
     });
@@ -39,8 +40,8 @@ TEST(QtProjectDialogs, DialogShowsTitleFolderAndFilterAndReturnsNothingOnCancel)
     EXPECT_EQ(QtProjectDialogs().ShowOpenDialog("*.spj (Sounds)|*.spj", "Sound Projekt öffnen",
                                                 QDir::tempPath()),
               QString());
-    EXPECT_EQ(seen,
-              QStringList({"Sound Projekt öffnen", QDir::tempPath(), "*.spj (Sounds) (*.spj)"}));
+    EXPECT_EQ(seen, QStringList({"Sound Projekt öffnen", QDir::tempPath(), "*.spj (Sounds) (*.spj)",
+                                 "hidden"}));
 }
 
 TEST(QtProjectDialogs, QtsOwnButtonsSpeakGerman)

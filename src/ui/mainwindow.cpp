@@ -330,7 +330,7 @@ void Form1::setMousePointer(MousePointer pointer)
 
 void Form1::Form_Load()
 {
-    const QStringList roots = driveRoots();
+    const QStringList roots = m_drive1->refresh();
     const QString start =
         m_services.startFolder.isEmpty() ? QDir::currentPath() : m_services.startFolder;
     m_drive1->setCurrentText(driveOf(QFileInfo(start).absoluteFilePath(), roots));

@@ -126,18 +126,18 @@ void FolderListBox::openItem(QListWidgetItem *item)
 
 DriveListBox::DriveListBox(std::function<QStringList()> drives, QWidget *parent)
     : QComboBox(parent), m_drives(std::move(drives))
-{
-    refresh();
-}
+{}
 
-void DriveListBox::refresh()
+QStringList DriveListBox::refresh()
 {
     const QString chosen = currentText();
+    const QStringList drives = m_drives();
     const QSignalBlocker quiet(this);
     clear();
-    addItems(m_drives());
+    addItems(drives);
     if (const int index = findText(chosen); index >= 0)
         setCurrentIndex(index);
+    return drives;
 }
 
 void DriveListBox::showPopup()

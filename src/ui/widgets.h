@@ -74,8 +74,8 @@ class DriveListBox : public QComboBox
 
 public:
     DriveListBox(std::function<QStringList()> drives, QWidget *parent = nullptr);
-    // Lists the drives anew; the chosen one stays chosen while it is there.
-    void refresh();
+    // Lists the drives anew and returns them; the chosen one stays chosen while it is there.
+    QStringList refresh();
     void showPopup() override;
 
 private:

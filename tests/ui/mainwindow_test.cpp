@@ -129,6 +129,7 @@ TEST(DriveListBox, LooksForNewDrivesWhenOpenedAndKeepsTheChosenOne)
 {
     QStringList drives = {"/", "/media/a"};
     DriveListBox box([&] { return drives; });
+    box.refresh();
     box.setCurrentIndex(1);
     drives = {"/", "/media/b", "/media/a"};
     box.refresh();

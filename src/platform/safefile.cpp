@@ -111,10 +111,11 @@ bool isDirectory(const QString &path)
     return ::lstat(nativePath(path).constData(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-bool exists(const QString &path)
+// An entry other than a folder (a file, a link, ...) lies at path; a link is not followed.
+bool holdsNonFolder(const QString &path)
 {
     struct stat st;
-    return ::lstat(nativePath(path).constData(), &st) == 0;
+    return ::lstat(nativePath(path).constData(), &st) == 0 && !S_ISDIR(st.st_mode);
 }
 
 // A new file in folder under a name of its own, created from the start under a unique
@@ -355,7 +356,7 @@ Status FileBatch::commit()
     // Hard links keep the old files, so a failed rename can put them back.
     for (const QString &name : std::as_const(m_names)) {
         const QString old = target + name;
-        if (exists(old) && !isDirectory(old) &&
+        if (holdsNonFolder(old) &&
             ::linkat(AT_FDCWD, nativePath(old).constData(), AT_FDCWD,
                      nativePath(m_staging + QStringLiteral("/old/") + name).constData(), 0) != 0) {
             const int error = errno;

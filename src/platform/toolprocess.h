@@ -23,6 +23,8 @@ public:
 
     // What a terminated tool ends with, whatever the platform reports for a killed process.
     static constexpr int TerminatedExitCode = 1;
+    // Besides 0, the exit code with which the programming tools report a good run.
+    static constexpr int DoneExitCode = 258;
 
     using QObject::QObject;
 

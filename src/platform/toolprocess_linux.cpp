@@ -10,8 +10,6 @@ namespace klangor {
 
 namespace {
 
-constexpr int WineDoneExitCode = 258;
-
 bool isWindowsExecutable(const QString &path)
 {
     QFile file(path);
@@ -115,7 +113,7 @@ private:
         // code is not) and offers no way to learn more, so the tool's 258, a good run, arrives
         // as 2. It is taken for 258: a Windows 2 cannot be told apart from it.
         else if (m_throughWine && exitCode == 2)
-            exitCode = WineDoneExitCode;
+            exitCode = DoneExitCode;
         emit finished(exitCode);
     }
 

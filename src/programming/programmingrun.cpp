@@ -122,7 +122,7 @@ ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
     }
     if (!m_toolEnded)
         return Outcome::Interrupted; // the application is quitting; the tool runs on
-    const bool success = m_exitCode == 0 || m_exitCode == 258;
+    const bool success = m_exitCode == 0 || m_exitCode == ToolProcess::DoneExitCode;
     setStatusText(success ? DoneText : FailedText);
     return success ? Outcome::Done : Outcome::Failed;
 }

@@ -24,6 +24,13 @@ QString shownName(const QString &path)
     return QDir::toNativeSeparators(path);
 }
 
+UserMessage cannotOpen(const UserMessage &reason)
+{
+    return {QStringLiteral("Das Sound Projekt kann nicht geöffnet werden. %1 Es wurde nichts "
+                           "geändert.")
+                .arg(reason.text)};
+}
+
 enum class Kind
 {
     Missing,
@@ -198,10 +205,7 @@ Result<LoadedProject> SoundProjectFile::readProject(const QString &projectPath)
 {
     Result<QByteArray> bytes = readRegularFile(projectPath, MaxProjectBytes);
     if (!bytes)
-        return UserMessage{
-            QStringLiteral("Das Sound Projekt kann nicht geöffnet werden. %1 Es wurde nichts "
-                           "geändert.")
-                .arg(bytes.error().text)};
+        return cannotOpen(bytes.error());
     Result<LoadedProject> project = parseProject(bytes.value(), projectPath);
     if (project)
         m_records = project.value().records;
@@ -215,9 +219,7 @@ Status SoundProjectFile::restoreProject(const LoadedProject &project, const QStr
     if (done)
         done = batch.commit();
     if (!done)
-        return UserMessage{QStringLiteral("Das Sound Projekt kann nicht geöffnet werden. %1 Es "
-                                          "wurde nichts geändert.")
-                               .arg(done.error().text)};
+        return cannotOpen(done.error());
     return {};
 }
 

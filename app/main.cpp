@@ -1,3 +1,4 @@
+#include "cli/commandline.h"
 #include "platform/programfolder.h"
 #include "platform/safefile.h"
 #include "platform/systeminfo.h"
@@ -39,14 +40,13 @@ void onQtMessage(QtMsgType type, const QMessageLogContext &context, const QStrin
 
 int main(int argc, char *argv[])
 {
+    if (argc > 1)
+        return klangor::runCommandLine(argc, argv);
     g_qtHandler = qInstallMessageHandler(onQtMessage);
     QApplication app(argc, argv);
     g_starting = false;
     QApplication::setApplicationName(QStringLiteral("Klangor"));
-    QApplication::setApplicationVersion(QStringLiteral("%1.%2.%3")
-                                            .arg(KLANGOR_VERSION_MAJOR)
-                                            .arg(KLANGOR_VERSION_MINOR)
-                                            .arg(KLANGOR_VERSION_PATCH));
+    QApplication::setApplicationVersion(klangor::programVersion());
     klangor::installGermanQtTexts(); // without them Qt's dialogs stay English, nothing worse
 
     // An installed program cannot write beside itself: it works in a folder of the user's,

@@ -3,17 +3,18 @@
 #include "common/riffchunks.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QtEndian>
 
 namespace klangor {
 
-std::optional<qint64> measureRiffWaveMilliseconds(QIODevice &device)
+std::optional<RiffWaveData> readRiffWaveData(QIODevice &device)
 {
     const QByteArray riff = device.read(12);
     if (riff.size() != 12 || riff.left(4).toUpper() != "RIFF" || riff.mid(8, 4).toUpper() != "WAVE")
         return std::nullopt;
 
-    std::optional<quint32> avgBytesPerSecond;
+    std::optional<RiffWaveData> wave;
     RiffChunks chunks(device);
     while (const auto chunk = chunks.next()) {
         if (chunk->id == "fmt ") {
@@ -22,22 +23,31 @@ std::optional<qint64> measureRiffWaveMilliseconds(QIODevice &device)
             const QByteArray fmt = device.read(16);
             if (fmt.size() != 16)
                 return std::nullopt;
-            avgBytesPerSecond = qFromLittleEndian<quint32>(fmt.constData() + 8);
+            wave = RiffWaveData{0, qFromLittleEndian<quint32>(fmt.constData() + 8),
+                                qFromLittleEndian<quint16>(fmt.constData() + 14)};
         } else if (chunk->id == "data") {
-            if (!avgBytesPerSecond || *avgBytesPerSecond == 0)
+            if (!wave || wave->avgBytesPerSecond == 0)
                 return std::nullopt;
-            // A data chunk cut short counts only the bytes that are really there.
-            const qint64 dataBytes = chunk->cut ? device.size() - chunk->bodyOffset : chunk->size;
-            return dataBytes * 1000 / *avgBytesPerSecond;
+            wave->dataBytes = chunk->cut ? device.size() - chunk->bodyOffset : chunk->size;
+            return wave;
         }
     }
     return std::nullopt;
 }
 
+std::optional<qint64> measureRiffWaveMilliseconds(QIODevice &device)
+{
+    const std::optional<RiffWaveData> wave = readRiffWaveData(device);
+    if (!wave)
+        return std::nullopt;
+    return wave->milliseconds();
+}
+
 std::optional<qint64> RiffWaveAudioDevice::lengthMilliseconds(const QString &path)
 {
+    // Opening a FIFO would wait for a writer; only regular files are measured.
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
         return std::nullopt;
     return measureRiffWaveMilliseconds(file);
 }

@@ -16,8 +16,21 @@ public:
     virtual std::optional<qint64> lengthMilliseconds(const QString &path) = 0;
 };
 
-// Measures as the wave-audio device does: data chunk bytes * 1000 / average bytes per
-// second, rounded down. Walks the RIFF chunks, skipping unknown ones and their pad byte.
+// What the format and data chunks of a WAV file state.
+struct RiffWaveData
+{
+    qint64 dataBytes = 0; // a data chunk cut short counts only the bytes really there
+    quint32 avgBytesPerSecond = 0;
+    quint16 bitsPerSample = 0;
+
+    // As the wave-audio device measures: data bytes * 1000 / average bytes per second,
+    // rounded down.
+    qint64 milliseconds() const { return dataBytes * 1000 / avgBytesPerSecond; }
+};
+
+// Walks the RIFF chunks up to the data chunk, skipping unknown ones and their pad byte;
+// nullopt when there is no format chunk before it or it states no bytes per second.
+std::optional<RiffWaveData> readRiffWaveData(QIODevice &device);
 std::optional<qint64> measureRiffWaveMilliseconds(QIODevice &device);
 
 // Reads the file itself; what this platform offers in place of the multimedia device.

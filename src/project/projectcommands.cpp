@@ -115,20 +115,9 @@ Result<SlotFileNames> ProjectCommands::restoredNames(const LoadedProject &projec
                                        : readRegularFile(programFile(kSoundArr), MaxProjectBytes);
     if (!bytes)
         return bytes.error();
-    const Result<StringArray> array = parseArrayFile(bytes.value(), kSoundArr);
-    if (!array)
-        return array.error();
-    const StringArray &restored = array.value();
-    const bool fits = restored.dimensionCount() == 1 && restored.bounds().constFirst().lower >= 0 &&
-                      restored.bounds().constFirst().upper <= SlotFileNames::UpperBound;
-    if (!fits)
-        return UserMessage{QStringLiteral("Die Datei „%1“ enthält keine Slot-Belegung (erwartet: "
-                                          "eine Liste der Soundnummern 0 bis 87).")
-                               .arg(kSoundArr)};
     SlotFileNames names = m_host->slotFileNames();
-    const ArrayBounds bounds = restored.bounds().constFirst();
-    for (qint32 i = bounds.lower; i <= bounds.upper; ++i)
-        names.set(i, restored.at({i}));
+    if (const Status read = readSlotNames(bytes.value(), names); !read)
+        return read.error();
     return names;
 }
 

@@ -47,14 +47,15 @@ Kind kindOf(const QString &path)
     return S_ISREG(st.st_mode) ? Kind::Regular : Kind::Other;
 }
 
-// Reads a listed file for a save, at most limit bytes. A file that does not exist is created
-// empty and gives empty data; that is how placeholder.dat comes into being. A placeholder that
-// is no regular file is the program's own to replace; any other such file is refused.
-Result<QByteArray> collectFile(const QString &path, qint64 limit)
+// Reads a listed file for a save, at most limit bytes. A placeholder that is no regular file
+// is the program's own to replace; any other such file is refused.
+Result<QByteArray> collectFile(const QString &path, qint64 limit, bool createMissing)
 {
     const Kind kind = kindOf(path);
     const bool placeholder = path.endsWith(QLatin1Char('/') + kPlaceholderName);
-    if (kind == Kind::Missing || (kind == Kind::Other && placeholder)) {
+    if (!createMissing && placeholder && kind != Kind::Regular)
+        return QByteArray();
+    if (createMissing && (kind == Kind::Missing || (kind == Kind::Other && placeholder))) {
         if (const Status created = writeFileSafely(path, {}); !created)
             return created.error();
         return QByteArray();
@@ -154,22 +155,17 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
     return project;
 }
 
-SoundProjectFile::SoundProjectFile(QString programFolder)
-    : m_programFolder(std::move(programFolder))
-{}
-
-Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileNames &names)
+Result<ProjectRecords> collectProjectRecords(const QString &folder, const SlotFileNames &names,
+                                             bool createMissing)
 {
-    const QString folder = recordFolder(m_programFolder);
-    const QDir dir(m_programFolder);
+    const QString named = recordFolder(folder);
+    const QDir dir(folder);
     std::array<QString, ProjectRecordCount> bareNames;
     for (int i = 0; i <= SlotFileNames::UpperBound; ++i)
         bareNames[static_cast<std::size_t>(i)] =
             names.isAssigned(i) ? workingFileName(i) : kPlaceholderName;
     bareNames[SoundArrRecord] = kSoundArrName;
     bareNames[CvListRecord] = kCvListName;
-    for (std::size_t i = 0; i < bareNames.size(); ++i)
-        m_fileList[i] = folder + QLatin1Char('\\') + bareNames[i];
 
     // The whole project is held in memory before the first byte is written.
     ProjectRecords records;
@@ -179,17 +175,20 @@ Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileN
         auto cached = read.constFind(bareNames[i]);
         if (cached == read.constEnd()) {
             const Result<QByteArray> data =
-                collectFile(dir.filePath(bareNames[i]), MaxProjectBytes - total);
+                collectFile(dir.filePath(bareNames[i]), MaxProjectBytes - total, createMissing);
             if (!data)
                 return UserMessage{data.error().text +
                                    QStringLiteral(" Das Sound Projekt wurde nicht gespeichert.")};
             total += data.value().size();
             cached = read.insert(bareNames[i], data.value());
         }
-        records[i] = {m_fileList[i], cached.value()};
+        records[i] = {named + QLatin1Char('\\') + bareNames[i], cached.value()};
     }
-    m_records = records;
+    return records;
+}
 
+Status writeProjectFile(const QString &projectPath, const ProjectRecords &records)
+{
     const Result<QByteArray> bytes = projectFileBytes(records);
     if (!bytes)
         return bytes.error();
@@ -201,12 +200,50 @@ Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileN
     return {};
 }
 
-Result<LoadedProject> SoundProjectFile::readProject(const QString &projectPath)
+Result<LoadedProject> readProjectFile(const QString &projectPath)
 {
     Result<QByteArray> bytes = readRegularFile(projectPath, MaxProjectBytes);
     if (!bytes)
         return cannotOpen(bytes.error());
-    Result<LoadedProject> project = parseProject(bytes.value(), projectPath);
+    return parseProject(bytes.value(), projectPath);
+}
+
+Status readSlotNames(const QByteArray &soundArr, SlotFileNames &names)
+{
+    const Result<StringArray> array = parseArrayFile(soundArr, kSoundArrName);
+    if (!array)
+        return array.error();
+    const StringArray &restored = array.value();
+    const bool fits = restored.dimensionCount() == 1 && restored.bounds().constFirst().lower >= 0 &&
+                      restored.bounds().constFirst().upper <= SlotFileNames::UpperBound;
+    if (!fits)
+        return UserMessage{QStringLiteral("Die Datei „%1“ enthält keine Slot-Belegung (erwartet: "
+                                          "eine Liste der Soundnummern 0 bis 87).")
+                               .arg(kSoundArrName)};
+    const ArrayBounds bounds = restored.bounds().constFirst();
+    for (qint32 i = bounds.lower; i <= bounds.upper; ++i)
+        names.set(i, restored.at({i}));
+    return {};
+}
+
+SoundProjectFile::SoundProjectFile(QString programFolder)
+    : m_programFolder(std::move(programFolder))
+{}
+
+Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileNames &names)
+{
+    const Result<ProjectRecords> records = collectProjectRecords(m_programFolder, names, true);
+    if (!records)
+        return records.error();
+    for (std::size_t i = 0; i < m_fileList.size(); ++i)
+        m_fileList[i] = records.value()[i].name;
+    m_records = records.value();
+    return writeProjectFile(projectPath, m_records);
+}
+
+Result<LoadedProject> SoundProjectFile::readProject(const QString &projectPath)
+{
+    Result<LoadedProject> project = readProjectFile(projectPath);
     if (project)
         m_records = project.value().records;
     return project;

@@ -52,6 +52,22 @@ struct LoadedProject
 
 // Reads the records of a project image held in memory; shownPath only names it in messages.
 Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shownPath);
+// Reads and checks a whole project file; touches no file.
+Result<LoadedProject> readProjectFile(const QString &projectPath);
+
+// Overlays names with the sound numbers a sound.arr image lists; names stay as they were when
+// the image holds no list of sound numbers.
+Status readSlotNames(const QByteArray &soundArr, SlotFileNames &names);
+
+// The records a save of folder writes: the working file of each assigned sound number,
+// placeholder.dat for the others, sound.arr and cvlist.dat, named after the folder. All files
+// are read before anything is written. createMissing: a file that is not there is created
+// empty, as the window's save does, so placeholder.dat comes into being; otherwise nothing is
+// written, a missing placeholder gives empty data and any other missing file is refused.
+Result<ProjectRecords> collectProjectRecords(const QString &folder, const SlotFileNames &names,
+                                             bool createMissing);
+// Replaces the project file whole with these records, or leaves it as it was.
+Status writeProjectFile(const QString &projectPath, const ProjectRecords &records);
 
 // Saves and opens sound projects (.spj): 90 records of name and data as counted strings,
 // nothing before or after them. Keeps the file list of the last save and the records of the

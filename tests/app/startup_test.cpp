@@ -6,22 +6,39 @@
 namespace klangor {
 namespace {
 
-// Without a display the program says in one German line why it cannot start.
-TEST(Startup, WithoutADisplayOneLineAndExitCodeOne)
+// Runs the program (built beside the tests) as in a session without any display.
+void runWithoutDisplay(QProcess &program, const QStringList &arguments)
 {
-    QProcess program;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
         environment.remove(QString::fromLatin1(name));
     program.setProcessEnvironment(environment);
-    // The tests are built beside the program.
-    program.start(QDir(QCoreApplication::applicationDirPath()).filePath("klangor"), {});
+    program.start(QDir(QCoreApplication::applicationDirPath()).filePath("klangor"), arguments);
     ASSERT_TRUE(program.waitForFinished(60000));
     EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
+}
+
+// Without a display the program says in one German line why it cannot start.
+TEST(Startup, WithoutADisplayOneLineAndExitCodeOne)
+{
+    QProcess program;
+    runWithoutDisplay(program, {});
     EXPECT_EQ(program.exitCode(), 1);
     EXPECT_EQ(QString::fromUtf8(program.readAllStandardError()),
               QStringLiteral("Klangor braucht eine grafische Sitzung: es ist kein Bildschirm "
                              "erreichbar.\n"));
+}
+
+// The command line needs no display and writes UTF-8.
+TEST(Startup, CommandLineRunsWithoutADisplay)
+{
+    QProcess program;
+    runWithoutDisplay(program, {"check", "/fehlt/ä.wav"});
+    EXPECT_EQ(program.exitCode(), 1);
+    EXPECT_EQ(program.readAllStandardError(), QByteArray());
+    EXPECT_EQ(program.readAllStandardOutput(),
+              "/fehlt/\xC3\xA4.wav\tDie ausgew\xC3\xA4hlte Sound-Datei hat einen ung\xC3\xBCltigen "
+              "Format.\n");
 }
 
 } // namespace

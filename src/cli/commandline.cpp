@@ -1,0 +1,315 @@
+#include "cli/commandline.h"
+
+#include "cli/commands.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <QCoreApplication>
+
+namespace klangor {
+
+// A new command is one entry here and its function.
+const QList<CommandLineCommand> &commandLineCommands()
+{
+    static const QList<CommandLineCommand> table = {
+        {.name = QStringLiteral("check"),
+         .arguments = QStringLiteral("DATEI..."),
+         .summary = QStringLiteral("prüft WAV-Dateien nach den Regeln des Decoders"),
+         .description = QStringLiteral(
+             "Prüft jede DATEI wie das Fenster, bevor es einen Sound einem Slot zuweist: Mono, "
+             "11025 Hz, 8 oder 16 Bit, höchstens 5,9 Sekunden. Gibt je Datei eine Zeile aus: "
+             "den Dateinamen, einen Tabulator und „OK“ oder die Meldung der Prüfung.\n"
+             "Rückgabewert 0, wenn alle Dateien die Prüfung bestehen, sonst 1."),
+         .minArguments = 1,
+         .run = &runCheck},
+        {.name = QStringLiteral("project show"),
+         .arguments = QStringLiteral("DATEI.spj"),
+         .summary = QStringLiteral("zeigt Slots, Sounds und CV-Liste eines Sound Projekts"),
+         .description = QStringLiteral(
+             "Gibt je Zeile einen Eintrag aus, die Felder durch Tabulatoren getrennt, „-“ für ein "
+             "leeres Feld:\n"
+             "  ereignis NUMMER TEXT\n"
+             "  slot EREIGNIS SLOT SOUNDNUMMER NAME LÄNGE_MS BIT DATENBYTES\n"
+             "  gesamt LÄNGE_MS DATENBYTES\n"
+             "  cv ZEILE\n"
+             "Soundnummern 72 bis 87 gehören zu keinem Slot; sie stehen nur da, wenn sie "
+             "belegt sind. Die Gesamtwerte zählen alle belegten Sounds."),
+         .minArguments = 1,
+         .maxArguments = 1,
+         .run = &runProjectShow},
+        {.name = QStringLiteral("project unpack"),
+         .arguments = QStringLiteral("DATEI.spj ORDNER"),
+         .summary = QStringLiteral("legt Sounds und CV-Liste eines Sound Projekts in ORDNER ab"),
+         .description = QStringLiteral(
+             "Schreibt jeden belegten Sound unter dem Dateinamen seines Slots nach ORDNER, dazu "
+             "die cvlist.dat. Ein Slot-Name, der auf einen Ordner zeigt, zählt nur mit seinem "
+             "letzten Teil; ein Name, der leer ist, Steuerzeichen enthält oder dem System oder "
+             "Klangor vorbehalten ist, wird nicht geschrieben und gemeldet (Rückgabewert 1). "
+             "ORDNER wird angelegt, wenn es ihn nicht gibt; Verknüpfungen darin werden ersetzt, "
+             "nie verfolgt."),
+         .minArguments = 2,
+         .maxArguments = 2,
+         .run = &runProjectUnpack},
+        {.name = QStringLiteral("project pack"),
+         .arguments = QStringLiteral("ORDNER DATEI.spj"),
+         .summary =
+             QStringLiteral("baut ein Sound Projekt aus einem Ordner wie dem Programmordner"),
+         .description = QStringLiteral(
+             "Liest die sound.arr, die Arbeitsdateien 0.wav bis 87.wav der belegten Soundnummern "
+             "und die cvlist.dat aus ORDNER und schreibt daraus ein Sound Projekt mit denselben "
+             "Einträgen, die das Fenster beim Speichern schreibt; die Einträge tragen ORDNER als "
+             "Ordner. ORDNER wird nicht verändert."),
+         .minArguments = 2,
+         .maxArguments = 2,
+         .run = &runProjectPack},
+    };
+    return table;
+}
+
+namespace {
+
+const QString kHelpLong = QStringLiteral("--help");
+const QString kHelpShort = QStringLiteral("-h");
+
+bool isHelp(const QString &argument)
+{
+    return argument == kHelpLong || argument == kHelpShort;
+}
+
+QStringList wordsOf(const CommandLineCommand &command)
+{
+    return command.name.split(QLatin1Char(' '));
+}
+
+// Two columns, the left one as wide as its longest entry.
+void printColumns(QTextStream &out, const QList<std::pair<QString, QString>> &rows)
+{
+    qsizetype width = 0;
+    for (const auto &row : rows)
+        width = std::max(width, row.first.size());
+    for (const auto &[left, right] : rows)
+        out << "  " << left.leftJustified(width + 2) << right << '\n';
+}
+
+// Lines of a help text broken at spaces to fit a terminal; indented lines stay as they are.
+QString wrapped(const QString &text)
+{
+    constexpr qsizetype width = 79;
+    QStringList out;
+    for (const QString &line : text.split(QLatin1Char('\n'))) {
+        QString rest = line;
+        while (rest.size() > width && !rest.startsWith(QLatin1Char(' '))) {
+            const qsizetype cut = rest.lastIndexOf(QLatin1Char(' '), width);
+            if (cut <= 0)
+                break;
+            out.append(rest.left(cut));
+            rest = rest.mid(cut + 1);
+        }
+        out.append(rest);
+    }
+    return out.join(QLatin1Char('\n'));
+}
+
+void printOverview(QTextStream &out, const QList<CommandLineCommand> &table, const QString &group)
+{
+    out << "Aufruf: klangor " << (group.isEmpty() ? QString() : group + QLatin1Char(' '))
+        << "BEFEHL [OPTIONEN] ARGUMENTE...\n\n";
+    if (group.isEmpty())
+        out << "Ohne Argumente öffnet Klangor sein Fenster. Mit einem Befehl arbeitet es auf\n"
+               "der Kommandozeile, ohne Fenster und ohne grafische Sitzung.\n\n";
+    out << "Befehle:\n";
+    QList<std::pair<QString, QString>> rows;
+    for (const CommandLineCommand &command : table) {
+        if (group.isEmpty() || wordsOf(command).constFirst() == group)
+            rows.append({command.name + QLatin1Char(' ') + command.arguments, command.summary});
+    }
+    printColumns(out, rows);
+    out << "\nOptionen:\n";
+    printColumns(out, {{QStringLiteral("-h, --help"),
+                        QStringLiteral("zeigt diese Hilfe; nach einem Befehl dessen Hilfe")},
+                       {QStringLiteral("--version"), QStringLiteral("zeigt die Version")}});
+    out << "\nRückgabewert: 0 bei Erfolg, 1 wenn eine Datei die Prüfung nicht besteht oder\n"
+           "nicht verarbeitet werden kann, 2 bei falschem Aufruf.\n";
+}
+
+void printCommandHelp(QTextStream &out, const CommandLineCommand &command)
+{
+    out << "Aufruf: klangor " << command.name << (command.options.isEmpty() ? "" : " [OPTIONEN]")
+        << ' ' << command.arguments << "\n\n"
+        << wrapped(command.description) << "\n\nOptionen:\n";
+    QList<std::pair<QString, QString>> rows;
+    for (const CommandOption &option : command.options)
+        rows.append({option.valueName.isEmpty() ? option.name
+                                                : option.name + QLatin1Char(' ') + option.valueName,
+                     option.help});
+    rows.append({QStringLiteral("-h, --help"), QStringLiteral("zeigt diese Hilfe")});
+    printColumns(out, rows);
+}
+
+int usageError(Console &console, const QString &message, const QString &helpCall)
+{
+    console.err << "klangor: " << message << "\n„klangor " << helpCall
+                << "“ zeigt, wie Klangor aufgerufen wird.\n";
+    return ExitUsage;
+}
+
+// The entry whose words the arguments begin with; the longest wins.
+const CommandLineCommand *findCommand(const QList<CommandLineCommand> &table,
+                                      const QStringList &arguments)
+{
+    const CommandLineCommand *found = nullptr;
+    for (const CommandLineCommand &command : table) {
+        const QStringList words = wordsOf(command);
+        if (arguments.mid(0, words.size()) == words &&
+            (!found || words.size() > wordsOf(*found).size()))
+            found = &command;
+    }
+    return found;
+}
+
+bool isGroup(const QList<CommandLineCommand> &table, const QString &word)
+{
+    return std::any_of(table.begin(), table.end(), [&](const CommandLineCommand &command) {
+        const QStringList words = wordsOf(command);
+        return words.size() > 1 && words.constFirst() == word;
+    });
+}
+
+int runCommand(const CommandLineCommand &command, const QStringList &rest, Console &console)
+{
+    const QString helpCall = command.name + QLatin1Char(' ') + kHelpLong;
+    CommandArguments parsed;
+    bool optionsEnd = false;
+    for (qsizetype i = 0; i < rest.size(); ++i) {
+        const QString &argument = rest.at(i);
+        if (optionsEnd || argument == QLatin1String("-") ||
+            !argument.startsWith(QLatin1Char('-'))) {
+            parsed.positional.append(argument);
+            continue;
+        }
+        if (argument == QLatin1String("--")) {
+            optionsEnd = true;
+            continue;
+        }
+        if (isHelp(argument)) {
+            printCommandHelp(console.out, command);
+            return ExitSuccess;
+        }
+        const qsizetype equals =
+            argument.startsWith(QLatin1String("--")) ? argument.indexOf(QLatin1Char('=')) : -1;
+        const QString name = equals < 0 ? argument : argument.left(equals);
+        const auto option =
+            std::find_if(command.options.begin(), command.options.end(),
+                         [&](const CommandOption &known) { return known.name == name; });
+        if (option == command.options.end())
+            return usageError(console,
+                              QStringLiteral("Unbekannte Option „%1“ für „%2“.")
+                                  .arg(outputField(name), command.name),
+                              helpCall);
+        QString value;
+        if (option->valueName.isEmpty() && equals >= 0)
+            return usageError(console, QStringLiteral("Die Option „%1“ hat keinen Wert.").arg(name),
+                              helpCall);
+        if (!option->valueName.isEmpty()) {
+            if (equals < 0 && i + 1 >= rest.size())
+                return usageError(console,
+                                  QStringLiteral("Der Option „%1“ fehlt der Wert %2.")
+                                      .arg(name, option->valueName),
+                                  helpCall);
+            value = equals >= 0 ? argument.mid(equals + 1) : rest.at(++i);
+        }
+        parsed.options.insert(name, value);
+    }
+    const qsizetype count = parsed.positional.size();
+    if (count < command.minArguments)
+        return usageError(console,
+                          QStringLiteral("Zu wenige Argumente für „%1“: erwartet wird %2.")
+                              .arg(command.name, command.arguments),
+                          helpCall);
+    if (command.maxArguments >= 0 && count > command.maxArguments)
+        return usageError(console,
+                          QStringLiteral("Zu viele Argumente für „%1“: erwartet wird %2.")
+                              .arg(command.name, command.arguments),
+                          helpCall);
+    return command.run(parsed, console);
+}
+
+} // namespace
+
+QString programVersion()
+{
+    return QStringLiteral("%1.%2.%3")
+        .arg(KLANGOR_VERSION_MAJOR)
+        .arg(KLANGOR_VERSION_MINOR)
+        .arg(KLANGOR_VERSION_PATCH);
+}
+
+QString outputField(const QString &text)
+{
+    QString field;
+    field.reserve(text.size());
+    for (const QChar c : text) {
+        if (c == QLatin1Char('\\'))
+            field += QStringLiteral("\\\\");
+        else if (c == QLatin1Char('\t'))
+            field += QStringLiteral("\\t");
+        else if (c == QLatin1Char('\n'))
+            field += QStringLiteral("\\n");
+        else if (c.category() == QChar::Other_Control || c.category() == QChar::Other_Format)
+            field += QStringLiteral("\\x%1").arg(c.unicode(), 2, 16, QLatin1Char('0'));
+        else
+            field += c;
+    }
+    return field;
+}
+
+int runCommandLine(const QList<CommandLineCommand> &table, const QStringList &arguments,
+                   Console &console)
+{
+    const QString first = arguments.value(0);
+    if (isHelp(first)) {
+        printOverview(console.out, table, {});
+        return ExitSuccess;
+    }
+    if (first == QLatin1String("--version")) {
+        console.out << "Klangor " << programVersion() << '\n';
+        return ExitSuccess;
+    }
+    if (const CommandLineCommand *command = findCommand(table, arguments))
+        return runCommand(*command, arguments.mid(wordsOf(*command).size()), console);
+
+    const QString help = kHelpLong;
+    if (arguments.isEmpty())
+        return usageError(console, QStringLiteral("Es fehlt ein Befehl."), help);
+    if (isGroup(table, first)) {
+        const QString groupHelp = first + QLatin1Char(' ') + kHelpLong;
+        if (isHelp(arguments.value(1))) {
+            printOverview(console.out, table, first);
+            return ExitSuccess;
+        }
+        if (arguments.size() < 2)
+            return usageError(console,
+                              QStringLiteral("Dem Befehl „%1“ fehlt ein Unterbefehl.").arg(first),
+                              groupHelp);
+        return usageError(
+            console,
+            QStringLiteral("Unbekannter Befehl „%1 %2“.").arg(first, outputField(arguments.at(1))),
+            groupHelp);
+    }
+    if (first.startsWith(QLatin1Char('-')))
+        return usageError(console,
+                          QStringLiteral("Unbekannte Option „%1“.").arg(outputField(first)), help);
+    return usageError(console, QStringLiteral("Unbekannter Befehl „%1“.").arg(outputField(first)),
+                      help);
+}
+
+int runCommandLine(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QTextStream out(stdout);
+    QTextStream err(stderr);
+    Console console{out, err};
+    return runCommandLine(commandLineCommands(), QCoreApplication::arguments().mid(1), console);
+}
+
+} // namespace klangor

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QHash>
+#include <QList>
+#include <QString>
+#include <QStringList>
+#include <QTextStream>
+
+namespace klangor {
+
+inline constexpr int ExitSuccess = 0;
+inline constexpr int ExitFailure = 1; // a file failed its check or could not be handled
+inline constexpr int ExitUsage = 2;   // the call itself is wrong
+
+// Where a command writes: its results to out, every message to err.
+struct Console
+{
+    QTextStream &out;
+    QTextStream &err;
+};
+
+struct CommandOption
+{
+    QString name;      // "--8bit", "-o"
+    QString valueName; // "ORDNER"; empty for an option without value
+    QString help;      // one German line
+};
+
+// The call of a command once its options are known to be its own.
+struct CommandArguments
+{
+    QStringList positional;
+    QHash<QString, QString> options; // given options with their values ("" for switches)
+
+    bool has(const QString &option) const { return options.contains(option); }
+    QString value(const QString &option) const { return options.value(option); }
+};
+
+// One entry of the command table: what the help shows and the function that runs it. The
+// arguments are counted and the options checked before run is called.
+struct CommandLineCommand
+{
+    QString name = {};        // the words that call it: "check", "project show"
+    QString arguments = {};   // as the help spells them: "DATEI..."
+    QString summary = {};     // one line in the overview
+    QString description = {}; // the command's own help
+    QList<CommandOption> options = {};
+    int minArguments = 0;
+    int maxArguments = -1; // -1: any number
+    int (*run)(const CommandArguments &arguments, Console &console) = nullptr;
+};
+
+// "1.0.0"
+QString programVersion();
+
+// The program's commands.
+const QList<CommandLineCommand> &commandLineCommands();
+
+// Runs a command line (without the program name) with these commands and returns the exit
+// code.
+int runCommandLine(const QList<CommandLineCommand> &commands, const QStringList &arguments,
+                   Console &console);
+// The same for main's arguments, on standard output and error, in UTF-8. Creates no
+// QGuiApplication, so no display is needed.
+int runCommandLine(int argc, char *argv[]);
+
+// A text made safe for one field of one output line: tabs, line breaks and other control
+// characters are written as \t, \n, \xHH, a backslash as \\.
+QString outputField(const QString &text);
+
+} // namespace klangor

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "cli/commandline.h"
+
+namespace klangor {
+
+// The commands of the table in commandline.cpp.
+int runCheck(const CommandArguments &arguments, Console &console);
+int runProjectShow(const CommandArguments &arguments, Console &console);
+int runProjectUnpack(const CommandArguments &arguments, Console &console);
+int runProjectPack(const CommandArguments &arguments, Console &console);
+
+} // namespace klangor

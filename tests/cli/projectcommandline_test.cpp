@@ -1,0 +1,181 @@
+#include "clitesthelpers.h"
+#include "project/arrayfile.h"
+#include "project/projecttesthelpers.h"
+#include "support/wavwriter.h"
+
+#include <gtest/gtest.h>
+#include <QTemporaryDir>
+#include <unistd.h>
+
+namespace klangor {
+namespace {
+
+using test::readFile;
+using test::runCommand;
+using test::writeFile;
+
+QByteArray soundArr(const QMap<int, QString> &names)
+{
+    StringArray array = StringArray::oneDimensional(0, SlotFileNames::UpperBound);
+    for (auto it = names.begin(); it != names.end(); ++it)
+        array.setElement(it.key(), it.value());
+    return arrayFileBytes(array).value();
+}
+
+QByteArray wav(int bits, qint64 dataBytes)
+{
+    return test::makeWav({.bitsPerSample = bits, .dataBytes = dataBytes});
+}
+
+class ProjectCommandLineTest : public ::testing::Test
+{
+protected:
+    ProjectCommandLineTest() { QDir(m_dir.path()).mkdir("programm"); }
+    QString path(const QString &name) const { return m_dir.filePath(name); }
+    QString folder() const { return path("programm"); }
+    QString program(const QString &name) const { return path("programm/" + name); }
+    // The program folder saved as window.spj by the window's own save.
+    void saveInWindow(const QMap<int, QString> &names)
+    {
+        test::CommandsFixture window(folder());
+        for (auto it = names.begin(); it != names.end(); ++it)
+            window.host->names.set(it.key(), it.value());
+        window.host->cv = "; Test\n1=3\n";
+        window.saveAs(path("window.spj"));
+        ASSERT_TRUE(window.host->messages.isEmpty());
+    }
+
+    QTemporaryDir m_dir;
+};
+
+TEST_F(ProjectCommandLineTest, CheckPrintsOneLinePerFileAndFailsWhenAnyFileFails)
+{
+    ASSERT_TRUE(writeFile(path("gut.wav"), wav(16, 22050)));
+    ASSERT_TRUE(writeFile(path("stereo.wav"), test::makeWav({.channels = 2})));
+    const test::CommandRun good = runCommand({"check", path("gut.wav")});
+    EXPECT_EQ(good.exitCode, 0);
+    EXPECT_EQ(good.out, path("gut.wav") + "\tOK\n");
+    const test::CommandRun mixed =
+        runCommand({"check", path("stereo.wav"), path("gut.wav"), path("fehlt.wav")});
+    EXPECT_EQ(mixed.exitCode, 1);
+    EXPECT_EQ(mixed.out, path("stereo.wav") + "\tNur Mono Sounds sind erlaubt.\n" +
+                             path("gut.wav") + "\tOK\n" + path("fehlt.wav") +
+                             "\tDie ausgewählte Sound-Datei hat einen ungültigen Format.\n");
+}
+
+TEST_F(ProjectCommandLineTest, ShowListsSlotsLengthsTotalsAndCvList)
+{
+    ASSERT_TRUE(writeFile(program("0.wav"), wav(16, 22050)));
+    ASSERT_TRUE(writeFile(program("37.wav"), wav(8, 5513)));
+    ASSERT_TRUE(writeFile(program("80.wav"), wav(8, 1102)));
+    saveInWindow({{0, "anfahren.wav"}, {1, "fehlt.wav"}, {37, "pfiff\tkurz.wav"}, {80, "x.wav"}});
+
+    const test::CommandRun run = runCommand({"project", "show", path("window.spj")});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.err, QString());
+    const QStringList lines = run.out.split('\n');
+    EXPECT_EQ(lines.size(), 20 + 72 + 1 + 1 + 2 + 1); // and the end of the last line
+    for (const QString line :
+         {"ereignis\t1\tFahrgeräusch während Beschleunigung",
+          "slot\t1\t1\t0\tanfahren.wav\t1000\t16\t22050", "slot\t1\t2\t1\tfehlt.wav\t-\t-\t-",
+          "slot\t1\t3\t2\t-\t-\t-\t-", "slot\t14\t1\t37\tpfiff\\tkurz.wav\t500\t8\t5513",
+          "slot\t-\t-\t80\tx.wav\t99\t8\t1102", "gesamt\t1599\t28665", "cv\t; Test", "cv\t1=3"})
+        EXPECT_TRUE(lines.contains(line)) << line.toStdString();
+}
+
+// pack reads the folder the window saved from and writes the same bytes, changing nothing in
+// it; unpack brings the sounds back under their slot names.
+TEST_F(ProjectCommandLineTest, PackWritesWhatTheWindowSavesAndUnpackGivesTheSoundsBack)
+{
+    const QByteArray start = wav(16, 22050), whistle = wav(8, 3000);
+    ASSERT_TRUE(writeFile(program("0.wav"), start));
+    ASSERT_TRUE(writeFile(program("37.wav"), whistle));
+    ASSERT_TRUE(writeFile(program("40.wav"), whistle));
+    ASSERT_TRUE(writeFile(program("5.wav"), "nicht zugewiesen"));
+    saveInWindow({{0, "C:\\Sounds\\anfahren.wav"}, {37, "pfiff.wav"}, {40, "pfiff.wav"}});
+    ASSERT_TRUE(QFile::remove(program("placeholder.dat"))); // the window's save made it
+    const auto before = test::snapshot(folder());
+
+    const test::CommandRun packed = runCommand({"project", "pack", folder(), path("cli.spj")});
+    EXPECT_EQ(packed.exitCode, 0) << packed.err.toStdString();
+    EXPECT_EQ(test::snapshot(folder()), before);
+    EXPECT_EQ(readFile(path("cli.spj")), readFile(path("window.spj")));
+
+    const test::CommandRun unpacked =
+        runCommand({"project", "unpack", path("cli.spj"), path("neu/aus")});
+    EXPECT_EQ(unpacked.exitCode, 0) << unpacked.err.toStdString();
+    EXPECT_EQ(unpacked.out, "anfahren.wav\npfiff.wav\ncvlist.dat\n");
+    EXPECT_EQ(QDir(path("neu/aus"))
+                  .entryList(QDir::Files | QDir::Hidden | QDir::AllDirs | QDir::NoDotAndDotDot),
+              QStringList({"anfahren.wav", "cvlist.dat", "pfiff.wav"}));
+    EXPECT_EQ(readFile(path("neu/aus/anfahren.wav")), start);
+    EXPECT_EQ(readFile(path("neu/aus/pfiff.wav")), whistle);
+    EXPECT_EQ(readFile(path("neu/aus/cvlist.dat")), "; Test\r\n1=3\r\n");
+}
+
+// Names from someone else's project never write outside the folder, nor through a link.
+TEST_F(ProjectCommandLineTest, UnpackWritesOnlySafeNamesIntoItsFolder)
+{
+    const QMap<int, QString> names = {
+        {0, "..\\..\\ausbruch.wav"}, {1, "/tmp/x/.."},  {2, "a\tb.wav"}, {3, "con.wav"},
+        {4, ".klangor-tmp-1"},       {5, "CVLIST.DAT"}, {6, "link.wav"}, {7, "sub/"},
+        {8, "ausbruch.wav"},         {9, "fehlt.wav"},
+    };
+    auto records = test::plainRecords(soundArr(names));
+    for (int n = 0; n <= 8; ++n)
+        records[n] = {"C:\\K\\" + QByteArray::number(n) + ".wav", "Sound " + QByteArray::number(n)};
+    ASSERT_TRUE(writeFile(path("fremd.spj"), test::projectBytes(records)));
+    ASSERT_TRUE(QDir(m_dir.path()).mkpath("aussen"));
+    ASSERT_TRUE(QDir(m_dir.path()).mkpath("ziel"));
+    ASSERT_TRUE(writeFile(path("aussen/ziel.wav"), "bleibt"));
+    ASSERT_EQ(::symlink("../aussen/ziel.wav", QFile::encodeName(path("ziel/link.wav"))), 0);
+
+    const test::CommandRun run = runCommand({"project", "unpack", path("fremd.spj"), path("ziel")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.out, "ausbruch.wav\nlink.wav\ncvlist.dat\n");
+    for (int n : {1, 2, 3, 4, 5, 7, 8, 9})
+        EXPECT_TRUE(run.err.contains(QString("Soundnummer %1 (").arg(n))) << n;
+    EXPECT_EQ(run.err.count("klangor: "), 8);
+    EXPECT_EQ(QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList({"aussen", "fremd.spj", "programm", "ziel"}));
+    EXPECT_EQ(QDir(path("aussen")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList({"ziel.wav"}));
+    EXPECT_EQ(readFile(path("aussen/ziel.wav")), "bleibt");
+    EXPECT_EQ(QDir(path("ziel")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+              QStringList({"ausbruch.wav", "cvlist.dat", "link.wav"}));
+    EXPECT_FALSE(QFileInfo(path("ziel/link.wav")).isSymLink());
+    EXPECT_EQ(readFile(path("ziel/link.wav")), "Sound 6");
+    EXPECT_EQ(readFile(path("ziel/ausbruch.wav")), "Sound 0");
+}
+
+TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
+{
+    auto withoutList = test::plainRecords({});
+    withoutList[88].first = "C:\\K\\anders.dat";
+    ASSERT_TRUE(writeFile(path("ohne-arr.spj"), test::projectBytes(withoutList)));
+    ASSERT_TRUE(QDir(m_dir.path()).mkdir("leer"));
+    ASSERT_TRUE(QDir(m_dir.path()).mkdir("halb"));
+    ASSERT_TRUE(writeFile(path("halb/sound.arr"), soundArr({{3, "a.wav"}})));
+    ASSERT_TRUE(writeFile(path("halb/cvlist.dat"), ""));
+    const QList<std::pair<QStringList, QString>> cases = {
+        {{"project", "show", path("fehlt.spj")}, "kann nicht geöffnet werden"},
+        {{"project", "show", path("ohne-arr.spj")}, "enthält keine sound.arr"},
+        {{"project", "unpack", path("ohne-arr.spj"), path("aus")}, "enthält keine sound.arr"},
+        {{"project", "pack", path("leer"), path("p.spj")}, "sound.arr"},
+        {{"project", "pack", path("halb"), path("p.spj")}, "3.wav"},
+        {{"project", "pack", path("nichts"), path("p.spj")}, "gibt es nicht"},
+    };
+    for (const auto &[arguments, reason] : cases) {
+        const test::CommandRun run = runCommand(arguments);
+        EXPECT_EQ(run.exitCode, 1) << reason.toStdString();
+        EXPECT_TRUE(run.out.isEmpty());
+        EXPECT_TRUE(run.err.startsWith("klangor: ") && run.err.contains(reason))
+            << run.err.toStdString();
+    }
+    EXPECT_FALSE(QFileInfo::exists(path("p.spj")));
+    EXPECT_FALSE(QFileInfo::exists(path("aus")));
+    EXPECT_EQ(QDir(path("halb")).entryList(QDir::Files), QStringList({"cvlist.dat", "sound.arr"}));
+}
+
+} // namespace
+} // namespace klangor

@@ -40,7 +40,10 @@ void onQtMessage(QtMsgType type, const QMessageLogContext &context, const QStrin
 
 int main(int argc, char *argv[])
 {
-    if (argc > 1)
+    // Qt's own options (-session from a session manager, -platform, -style) still mean the
+    // window; anything else is the command line.
+    const bool qtOption = argc > 1 && argv[1][0] == '-' && argv[1][1] != '-' && argv[1][1] != 0;
+    if (argc > 1 && !qtOption)
         return klangor::runCommandLine(argc, argv);
     g_qtHandler = qInstallMessageHandler(onQtMessage);
     QApplication app(argc, argv);

@@ -1,24 +1,24 @@
 #pragma once
 
+#include "playback/framesource.h"
 #include "playback/pcmsound.h"
-
-class QIODevice;
 
 namespace klangor {
 
-// What pulls the frames out of the engine's source on the caller's thread: a QAudioSink in
-// pull mode, or a recorder in the tests. A source that has nothing gives 0 bytes and emits
-// readyRead once it has more again.
+// Plays a FrameSource on a thread of its own: the sound server's stream on this machine, a
+// recorder in the tests. The stream stays open while the format stays, so a sound starts
+// after the few milliseconds the stream holds ahead, not after a new stream has been set up.
 class AudioOutput
 {
 public:
     virtual ~AudioOutput() = default;
 
-    // Drops whatever plays and starts pulling 16-bit frames of the format from source, holding
-    // about bufferMs ahead of the ear. False when the output cannot be opened.
-    virtual bool start(QIODevice *source, const PcmFormat &format, int bufferMs) = 0;
-    // Drops what plays, at once.
-    virtual void stop() = 0;
+    // Plays the source in the format from now on; a stream of another format is replaced, one
+    // that went quiet is woken. Positions count frames from the start of the current stream.
+    // False when no stream can be opened.
+    virtual bool start(FrameSource &source, const PcmFormat &format) = 0;
+    // The position the listener hears at this moment.
+    virtual qint64 heardPosition() = 0;
 };
 
 } // namespace klangor

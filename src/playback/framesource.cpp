@@ -5,13 +5,6 @@
 
 namespace klangor {
 
-FrameSource::FrameSource()
-{
-    // Unbuffered: QIODevice must not read ahead, or a dropped sound would linger in its buffer
-    // and tickets would count as handed over before the output has taken their frames.
-    open(QIODevice::ReadOnly | QIODevice::Unbuffered);
-}
-
 FrameSource::Ticket FrameSource::play(std::shared_ptr<const PcmSound> sound, bool loop)
 {
     clear();
@@ -20,63 +13,65 @@ FrameSource::Ticket FrameSource::play(std::shared_ptr<const PcmSound> sound, boo
 
 FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, bool loop)
 {
+    const std::lock_guard lock(m_mutex);
     const Ticket ticket = m_nextTicket++;
     // A sound without frames is over at once; looping it would spin forever.
-    if (sound && sound->frameCount() > 0) {
+    if (sound && sound->frameCount() > 0)
         m_items.push_back({std::move(sound), loop, 0, ticket});
-        emit readyRead();
-    }
     return ticket;
 }
 
 void FrameSource::clear()
 {
+    const std::lock_guard lock(m_mutex);
     m_items.clear();
-    emit handedOver();
+    m_endedTicket = 0;
 }
 
-bool FrameSource::isHandedOver(Ticket ticket) const
+FrameSource::Progress FrameSource::progress(Ticket ticket) const
 {
-    return m_items.empty() || m_items.front().ticket > ticket;
+    const std::lock_guard lock(m_mutex);
+    Progress progress;
+    if (ticket == m_endedTicket)
+        progress.endPosition = m_endedAt;
+    for (const Item &item : m_items) {
+        if (item.ticket > ticket)
+            break;
+        progress.framesLeft +=
+            item.sound->frameCount() - item.position / item.sound->format.channels;
+    }
+    return progress;
 }
 
-qint64 FrameSource::bytesAvailable() const
+bool FrameSource::read(qint16 *out, qint64 frames, int channels, qint64 position)
 {
-    qint64 samples = 0;
-    for (const Item &item : m_items)
-        samples += static_cast<qint64>(item.sound->samples.size()) - item.position;
-    return samples * 2 + QIODevice::bytesAvailable();
-}
-
-qint64 FrameSource::readData(char *data, qint64 maxSize)
-{
-    if (m_items.empty())
-        return 0;
-    // Whole frames only: the output's format has the queued sounds' channel count.
-    const int channels = m_items.front().sound->format.channels;
-    const qint64 wanted = maxSize / 2 / channels * channels;
-    qint64 done = 0;
-    bool finished = false;
-    while (done < wanted && !m_items.empty()) {
+    const std::lock_guard lock(m_mutex);
+    qint64 done = 0; // frames
+    while (done < frames && !m_items.empty()) {
         Item &item = m_items.front();
-        const auto total = static_cast<qint64>(item.sound->samples.size());
-        const qint64 n = std::min(wanted - done, total - item.position);
-        std::memcpy(data + done * 2, item.sound->samples.data() + item.position,
+        // Only a sound of the stream's own layout can be played; the engine never queues another.
+        if (item.sound->format.channels != channels) {
+            m_items.pop_front();
+            continue;
+        }
+        const qint64 total = item.sound->frameCount() * channels; // whole frames only
+        const qint64 n = std::min((frames - done) * channels, total - item.position);
+        std::memcpy(out + done * channels, item.sound->samples.data() + item.position,
                     static_cast<std::size_t>(n) * 2);
         item.position += n;
-        done += n;
+        done += n / channels;
         if (item.position == total) {
             if (item.loop) {
                 item.position = 0;
             } else {
+                m_endedTicket = item.ticket;
+                m_endedAt = position + done;
                 m_items.pop_front();
-                finished = true;
             }
         }
     }
-    if (finished)
-        emit handedOver();
-    return done * 2;
+    std::fill(out + done * channels, out + frames * channels, qint16(0));
+    return done > 0;
 }
 
 } // namespace klangor

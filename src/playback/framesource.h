@@ -4,42 +4,38 @@
 
 #include <deque>
 #include <memory>
-#include <QIODevice>
+#include <mutex>
+#include <optional>
 
 namespace klangor {
 
-// The stream the output pulls: the queued sounds back to back, a looping sound wrapped
-// around sample-exactly, nothing once they have run out (the output then waits for
-// readyRead). Every queued sound has a ticket that tells when all its frames have been read.
-// All sounds of the queue have the format the output was started with.
-class FrameSource final : public QIODevice
+// The stream an output plays: the queued sounds back to back, a looping sound wrapped around
+// sample-exactly, silence once they have run out. The output reads it on its own thread while
+// the window's thread queues and drops sounds, so every call is safe from either thread.
+// Positions are frames of the output's stream, as counted by the reader.
+class FrameSource
 {
-    Q_OBJECT
-
 public:
     using Ticket = quint64;
 
-    FrameSource();
+    struct Progress
+    {
+        qint64 framesLeft = 0;             // of the sound and of those before it, not yet read
+        std::optional<qint64> endPosition; // just behind its last frame, once that was read
+    };
 
     // Drops everything queued and queues the sound.
     Ticket play(std::shared_ptr<const PcmSound> sound, bool loop);
     // Queues the sound behind the others; nothing behind a loop is ever reached.
     Ticket enqueue(std::shared_ptr<const PcmSound> sound, bool loop = false);
     void clear();
-    // True once every frame of the ticket's sound has been read, or the sound was dropped.
-    bool isHandedOver(Ticket ticket) const;
+    // A dropped sound, and one read to its end before another was, has no frames left and
+    // no end position: nothing of it is waited for any more.
+    Progress progress(Ticket ticket) const;
 
-    bool isSequential() const override { return true; }
-    // What is queued; the output lowers its start threshold to it for sounds shorter than that.
-    qint64 bytesAvailable() const override;
-
-signals:
-    // The last frame of a sound has been read, or sounds were dropped.
-    void handedOver();
-
-protected:
-    qint64 readData(char *data, qint64 maxSize) override;
-    qint64 writeData(const char *, qint64) override { return -1; }
+    // Fills `frames` frames of `channels` channels, the first at stream position `position`:
+    // the queue, then silence. False when all of it is silence.
+    bool read(qint16 *out, qint64 frames, int channels, qint64 position);
 
 private:
     struct Item
@@ -50,8 +46,11 @@ private:
         Ticket ticket = 0;
     };
 
+    mutable std::mutex m_mutex;
     std::deque<Item> m_items;
     Ticket m_nextTicket = 1;
+    Ticket m_endedTicket = 0; // the sound read to its end last, and where it ended
+    qint64 m_endedAt = 0;
 };
 
 } // namespace klangor

@@ -3,7 +3,7 @@
 #include "playback/audiooutput.h"
 
 #include <memory>
-#include <QIODevice>
+#include <QElapsedTimer>
 #include <QTimer>
 #include <vector>
 
@@ -20,63 +20,63 @@ inline std::shared_ptr<const PcmSound> rampSound(qint64 frames, qint16 start, in
     return sound;
 }
 
-// What the fake output took: one segment per start, in order.
-struct OutputRecording
-{
-    std::vector<std::vector<qint16>> segments;
-    bool pulling = false;
+// Everything the fake output played, silence included: one entry per stream.
+using OutputRecording = std::vector<std::vector<qint16>>;
 
-    std::size_t lastSize() const { return segments.empty() ? 0 : segments.back().size(); }
-};
-
-// Pulls like QAudioSink: a chunk per turn of the event loop and, after an empty read, again
-// only once the source emits readyRead. Records every sample it takes.
+// Plays in real time on the event loop, however seldom that turns, and the listener hears
+// each frame lagMs after it was taken, as from a server's buffer.
 class FakeAudioOutput final : public AudioOutput
 {
 public:
+    static constexpr int lagMs = 15;
+
     explicit FakeAudioOutput(OutputRecording &recording, bool opens = true)
         : m_recording(recording), m_opens(opens)
     {
         QObject::connect(&m_timer, &QTimer::timeout, [this] { pull(); });
+        m_timer.setTimerType(Qt::PreciseTimer);
     }
 
-    bool start(QIODevice *source, const PcmFormat &, int) override
+    bool start(FrameSource &source, const PcmFormat &format) override
     {
-        stop();
         if (!m_opens)
             return false;
-        m_recording.segments.emplace_back();
-        m_recording.pulling = true;
-        m_source = source;
-        m_wake =
-            QObject::connect(source, &QIODevice::readyRead, &m_timer, [this] { m_timer.start(0); });
-        emit source->readyRead();
+        if (!m_source || format != m_format) {
+            m_recording.emplace_back();
+            m_clock.start();
+        }
+        m_source = &source;
+        m_format = format;
+        m_timer.start(1);
         return true;
     }
-    void stop() override
+    qint64 heardPosition() override
     {
-        m_timer.stop();
-        QObject::disconnect(m_wake);
-        m_recording.pulling = false;
+        return std::max<qint64>(0, taken() - lagMs * m_format.sampleRate / 1000);
     }
 
 private:
+    qint64 taken() const
+    {
+        return m_recording.empty() ? 0 : qint64(m_recording.back().size()) / m_format.channels;
+    }
     void pull()
     {
-        qint16 buffer[256];
-        const qint64 got = m_source->read(reinterpret_cast<char *>(buffer), sizeof buffer) / 2;
-        if (got <= 0)
-            m_timer.stop();
-        else
-            m_recording.segments.back().insert(m_recording.segments.back().end(), buffer,
-                                               buffer + got);
+        std::vector<qint16> &stream = m_recording.back();
+        const qint64 at = taken();
+        const qint64 frames = m_clock.elapsed() * m_format.sampleRate / 1000 - at;
+        if (frames <= 0)
+            return;
+        stream.resize(stream.size() + std::size_t(frames * m_format.channels));
+        m_source->read(&stream[std::size_t(at * m_format.channels)], frames, m_format.channels, at);
     }
 
     OutputRecording &m_recording;
     bool m_opens;
-    QIODevice *m_source = nullptr;
+    FrameSource *m_source = nullptr;
+    PcmFormat m_format;
     QTimer m_timer;
-    QMetaObject::Connection m_wake;
+    QElapsedTimer m_clock;
 };
 
 } // namespace klangor::test

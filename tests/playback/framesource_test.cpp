@@ -15,13 +15,11 @@ TEST(FrameSource, LoopsRepeatTheSamplesExactlyWithNothingBetween)
         const auto sound = test::rampSound(frames, 1000, channels);
         FrameSource source;
         source.play(sound, true);
-        // Reads as an output pulls, chunk samples at a time, across many seams.
-        std::vector<qint16> out(static_cast<std::size_t>((frames * 25 + 1) * channels));
-        for (std::size_t done = 0; done < out.size();) {
-            const qint64 want = std::min<qint64>(chunk, qint64(out.size() - done)) * 2;
-            const qint64 got = source.read(reinterpret_cast<char *>(&out[done]), want);
-            ASSERT_GT(got, 0);
-            done += static_cast<std::size_t>(got / 2);
+        // Reads as an output pulls, chunk frames at a time, across many seams.
+        std::vector<qint16> out(static_cast<std::size_t>(frames * 25 * channels));
+        for (qint64 done = 0; done < frames * 25; done += chunk) {
+            const qint64 n = std::min(chunk, frames * 25 - done);
+            ASSERT_TRUE(source.read(&out[std::size_t(done * channels)], n, channels, done));
         }
         for (std::size_t i = 0; i < out.size(); ++i)
             ASSERT_EQ(out[i], sound->samples[i % sound->samples.size()]) << frames << "/" << chunk;

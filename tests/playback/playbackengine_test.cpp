@@ -1,6 +1,7 @@
 #include "fakeaudiooutput.h"
 #include "playback/playbackengine.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <QCoreApplication>
 #include <QTest>
@@ -12,36 +13,49 @@ using test::rampSound;
 
 struct Rig
 {
-    Rig() : engine(std::make_unique<test::FakeAudioOutput>(recording)) {}
-    bool heard(std::size_t samples)
+    Rig()
     {
-        return QTest::qWaitFor([&] { return recording.lastSize() >= samples; });
+        auto fake = std::make_unique<test::FakeAudioOutput>(recording);
+        output = fake.get();
+        engine = std::make_unique<PlaybackEngine>(std::move(fake));
     }
-    bool startsWith(const std::shared_ptr<const PcmSound> &sound, std::size_t at = 0) const
+    const std::vector<qint16> &stream() const { return recording.back(); }
+    // Where the sound's first sample was played in the stream, at or after from; -1 if not.
+    qint64 find(const std::shared_ptr<const PcmSound> &sound, qint64 from = 0) const
     {
-        const auto &segment = recording.segments.back();
-        return segment.size() >= at + sound->samples.size() &&
-               std::equal(sound->samples.begin(), sound->samples.end(), segment.begin() + at);
+        const auto it = std::search(stream().begin() + from, stream().end(), sound->samples.begin(),
+                                    sound->samples.end());
+        return it == stream().end() ? -1 : it - stream().begin();
+    }
+    bool heardWhole(const std::shared_ptr<const PcmSound> &sound)
+    {
+        return QTest::qWaitFor([&] { return find(sound) >= 0; });
     }
 
     test::OutputRecording recording;
-    PlaybackEngine engine;
+    test::FakeAudioOutput *output = nullptr;
+    std::unique_ptr<PlaybackEngine> engine;
 };
 
-TEST(PlaybackEngine, GroupSoundsJoinBackToBackAndEachWaitEndsWithItsSound)
+TEST(PlaybackEngine, GroupSoundsJoinBackToBackAndInputWaitsForTheLastSample)
 {
     Rig rig;
-    const auto a = rampSound(3000, 1);
-    const auto b = rampSound(40, 5000); // shorter than one pull
-    const auto c = rampSound(2000, 9000);
-    rig.engine.playAndWait(a);
-    EXPECT_TRUE(rig.startsWith(a));
-    rig.engine.playAndWait(b);
-    rig.engine.playAndWait(c);
-    // One stream that holds the three sounds and nothing else.
-    ASSERT_EQ(rig.recording.segments.size(), 1u);
-    EXPECT_EQ(rig.recording.lastSize(), 5040u);
-    EXPECT_TRUE(rig.startsWith(b, 3000) && rig.startsWith(c, 3040));
+    const auto a = rampSound(1500, 1);
+    const auto b = rampSound(40, 5000); // shorter than what the engine leaves itself ahead
+    const auto c = rampSound(900, 9000);
+    for (const auto &sound : {a, b, c})
+        rig.engine->playAndWait(sound);
+    // Back from the last one early enough to queue another; the user's input is held until the
+    // window's event loop has had its turn and the last sample has been heard.
+    ASSERT_EQ(rig.recording.size(), 1u);
+    const qint64 start = rig.find(a);
+    ASSERT_GE(start, 0);
+    const qint64 end = start + 2440;
+    EXPECT_LT(rig.output->heardPosition(), end);
+    QCoreApplication::processEvents();
+    EXPECT_GE(rig.output->heardPosition(), end);
+    EXPECT_EQ(rig.find(b, start), start + 1500);
+    EXPECT_EQ(rig.find(c, start), start + 1540);
 }
 
 TEST(PlaybackEngine, StartingASoundDropsTheOnePlaying)
@@ -50,31 +64,33 @@ TEST(PlaybackEngine, StartingASoundDropsTheOnePlaying)
     const std::pair<bool, bool> cases[] = {{false, false}, {false, true}, {true, false}};
     for (const auto &[firstInGroup, secondInGroup] : cases) {
         Rig rig;
-        const auto sound = rampSound(300, 20000);
-        for (const auto &[inGroup, s] :
-             {std::pair{firstInGroup, rampSound(700, 1)}, std::pair{secondInGroup, sound}}) {
+        const auto first = rampSound(700, 1);
+        const auto second = rampSound(300, 20000);
+        for (const auto &[inGroup, s] : {std::pair{firstInGroup, first}, {secondInGroup, second}}) {
             if (inGroup)
-                rig.engine.playAndWait(s);
+                rig.engine->playAndWait(s);
             else
-                rig.engine.play(s, true);
-            ASSERT_TRUE(rig.heard(s->samples.size()));
+                rig.engine->play(s, true);
+            ASSERT_TRUE(rig.heardWhole(s));
         }
-        // The output was restarted, and its new stream begins with the new sound.
-        ASSERT_EQ(rig.recording.segments.size(), 2u);
-        EXPECT_TRUE(rig.startsWith(sound)) << firstInGroup << secondInGroup;
+        // From the new sound's first sample on, nothing of the old one is played.
+        const auto from = rig.stream().begin() + rig.find(second);
+        EXPECT_TRUE(
+            std::none_of(from, rig.stream().end(), [](qint16 s) { return s > 0 && s <= 700; }))
+            << firstInGroup << secondInGroup;
     }
 }
 
 TEST(PlaybackEngine, StopSilencesALoop)
 {
     Rig rig;
-    rig.engine.play(rampSound(700, 1), true);
-    ASSERT_TRUE(rig.heard(2000));
-    rig.engine.stop();
-    EXPECT_FALSE(rig.recording.pulling);
-    const std::size_t heard = rig.recording.lastSize();
-    QCoreApplication::processEvents();
-    EXPECT_EQ(rig.recording.lastSize(), heard);
+    rig.engine->play(rampSound(700, 1), true);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rig.stream().size() > 2000; }));
+    rig.engine->stop();
+    const std::size_t stoppedAt = rig.stream().size();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return rig.stream().size() > stoppedAt + 500; }));
+    EXPECT_TRUE(std::all_of(rig.stream().begin() + qint64(stoppedAt), rig.stream().end(),
+                            [](qint16 s) { return s == 0; }));
 }
 
 } // namespace

@@ -1,0 +1,126 @@
+#include "fakeaudiooutput.h"
+#include "playback/playbackengine.h"
+#include "playback/pulseaudiooutput.h"
+#include "support/standinfolder.h"
+
+#include <gtest/gtest.h>
+#include <QCoreApplication>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace klangor {
+namespace {
+
+// A sound server of the test's own, with a null sink in the working files' format; the
+// output under test finds it through the environment.
+class PulseServer : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        const QString socket = m_runtime.filePath("native");
+        m_env.emplace_back("PULSE_SERVER", ("unix:" + socket).toLocal8Bit());
+        m_env.emplace_back("PULSE_RUNTIME_PATH", m_runtime.path().toLocal8Bit());
+        m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_server.start("pulseaudio",
+                       {"--daemonize=no", "-n", "--exit-idle-time=-1", "--use-pid-file=no",
+                        "--log-level=error",
+                        "--load=module-null-sink sink_name=test format=s16le rate=11025 channels=1",
+                        "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket});
+        ASSERT_TRUE(m_server.waitForStarted());
+        ASSERT_TRUE(QTest::qWaitFor([&] { return pactl("info").contains("test"); }, 10000));
+    }
+    void TearDown() override
+    {
+        m_server.terminate();
+        m_server.waitForFinished();
+    }
+    QString pactl(const QString &what)
+    {
+        QProcess process;
+        process.start("pactl", what.split(' '));
+        process.waitForFinished();
+        return QString::fromUtf8(process.readAllStandardOutput());
+    }
+
+    QTemporaryDir m_runtime;
+    std::list<test::ScopedEnv> m_env;
+    QProcess m_server;
+};
+
+// Starts, stops, loops, groups and format changes at random moments, many of them right at a
+// sound's end: nothing may crash, and the server is left with the one stream of the output.
+TEST_F(PulseServer, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStream)
+{
+    auto owned = std::make_unique<PulseAudioOutput>();
+    PulseAudioOutput &output = *owned;
+    PlaybackEngine engine(std::move(owned));
+    QRandomGenerator random(20261123);
+    for (int round = 0; round < 3000; ++round) {
+        auto sound = std::const_pointer_cast<PcmSound>(
+            test::rampSound(random.bounded(20, 400), 1, random.bounded(6) == 0 ? 2 : 1));
+        switch (random.bounded(4)) {
+        case 0:
+            engine.play(sound, false);
+            break;
+        case 1:
+            engine.play(sound, true);
+            break;
+        case 2:
+            engine.playAndWait(sound);
+            break;
+        default:
+            engine.stop();
+        }
+        // Every fourth round waits for a moment near the sound's end; the rest follow at once.
+        if (random.bounded(4) == 0) {
+            const qint64 at =
+                output.heardPosition() + sound->frameCount() + random.bounded(-50, 50);
+            (void)QTest::qWaitFor([&] { return output.heardPosition() >= at; }, 200);
+        }
+    }
+    engine.stop();
+    EXPECT_EQ(pactl("list short sink-inputs").count('\n'), 1);
+    engine.playAndWait(test::rampSound(2000, 1));
+    QCoreApplication::processEvents(); // until it has been heard
+    EXPECT_GT(output.heardPosition(), 0);
+}
+
+// After a quiet spell the stream pauses, and neither side works; the next sound wakes it.
+TEST_F(PulseServer, QuietStreamPausesAndTheNextSoundWakesIt)
+{
+    PulseAudioOutput output(100);
+    FrameSource source;
+    const auto corked = [&](bool yes) {
+        return QTest::qWaitFor(
+            [&] { return pactl("list sink-inputs").contains(yes ? "Corked: yes" : "Corked: no"); });
+    };
+    source.enqueue(test::rampSound(500, 1));
+    ASSERT_TRUE(output.start(source, {11025, 1}));
+    EXPECT_TRUE(corked(true));
+    const qint64 paused = output.heardPosition();
+    const FrameSource::Ticket ticket = source.enqueue(test::rampSound(500, 1));
+    ASSERT_TRUE(output.start(source, {11025, 1}));
+    EXPECT_TRUE(corked(false));
+    // The second sound is heard to its end, from where the first pause left off.
+    EXPECT_TRUE(QTest::qWaitFor([&] {
+        const auto end = source.progress(ticket).endPosition;
+        return end && output.heardPosition() >= *end;
+    }));
+    EXPECT_GT(*source.progress(ticket).endPosition, paused + 500);
+}
+
+TEST(PulseAudioOutput, WithoutAServerNothingStarts)
+{
+    QTemporaryDir nowhere;
+    test::ScopedEnv server("PULSE_SERVER", ("unix:" + nowhere.filePath("none")).toLocal8Bit());
+    PulseAudioOutput output;
+    FrameSource source;
+    EXPECT_FALSE(output.start(source, {11025, 1}));
+    EXPECT_EQ(output.heardPosition(), 0);
+}
+
+} // namespace
+} // namespace klangor

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <numeric>
 #include <QBuffer>
@@ -150,7 +151,32 @@ struct SoxrDeleter
 {
     void operator()(soxr_t resampler) const { soxr_delete(resampler); }
 };
-using Resampler = std::unique_ptr<std::remove_pointer_t<soxr_t>, SoxrDeleter>;
+
+// One resampler per input rate, kept for the next sound: designing the filter takes as long
+// as converting a short sound.
+class ResamplerCache
+{
+public:
+    // Ready for a fresh sound; null when libsoxr cannot set one up.
+    soxr_t forRate(int rate)
+    {
+        auto &resampler = m_byRate[rate];
+        if (resampler) {
+            soxr_clear(resampler.get());
+            return resampler.get();
+        }
+        soxr_error_t error = nullptr;
+        const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT64_I, SOXR_FLOAT64_I);
+        const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
+        resampler.reset(soxr_create(rate, DecoderSampleRate, 1, &error, &io, &quality, nullptr));
+        if (error)
+            resampler.reset();
+        return resampler.get();
+    }
+
+private:
+    std::map<int, std::unique_ptr<std::remove_pointer_t<soxr_t>, SoxrDeleter>> m_byRate;
+};
 
 // Pushes count samples through the resampler, or with in null the end of the input, and
 // appends what comes out.
@@ -176,15 +202,12 @@ bool resample(soxr_t resampler, const double *in, std::size_t count, std::vector
 // The sound mixed down to mono at the decoder's rate, full scale at 1.0.
 Result<std::vector<double>> decoderSamples(const QString &input, OpenSound &sound,
                                            const ConversionOptions &options,
+                                           ResamplerCache &resamplers,
                                            const ConversionProgress &progress)
 {
     const int channels = sound.info.channels;
-    soxr_error_t error = nullptr;
-    const soxr_io_spec_t io = soxr_io_spec(SOXR_FLOAT64_I, SOXR_FLOAT64_I);
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
-    const Resampler resampler(
-        soxr_create(sound.info.samplerate, DecoderSampleRate, 1, &error, &io, &quality, nullptr));
-    if (error)
+    const soxr_t resampler = resamplers.forRate(sound.info.samplerate);
+    if (!resampler)
         return refused(input, QStringLiteral("Der Umrechner ließ sich nicht einrichten."));
 
     const std::size_t limit =
@@ -204,7 +227,7 @@ Result<std::vector<double>> decoderSamples(const QString &input, OpenSound &soun
             mono[static_cast<std::size_t>(f)] =
                 std::accumulate(frame, frame + channels, 0.0) / channels;
         }
-        if (!resample(resampler.get(), mono.data(), static_cast<std::size_t>(got), out))
+        if (!resample(resampler, mono.data(), static_cast<std::size_t>(got), out))
             return refused(input, QStringLiteral("Der Umrechner meldet einen Fehler."));
         done += got;
         if (progress && !progress(std::min(1.0, static_cast<double>(done) / sound.info.frames)))
@@ -213,7 +236,7 @@ Result<std::vector<double>> decoderSamples(const QString &input, OpenSound &soun
     }
     if (sf_error(sound.file) != SF_ERR_NO_ERROR)
         return refused(input, QStringLiteral("Ihre Tondaten sind beschädigt."));
-    if (ended && !resample(resampler.get(), nullptr, 0, out))
+    if (ended && !resample(resampler, nullptr, 0, out))
         return refused(input, QStringLiteral("Der Umrechner meldet einen Fehler."));
     if (out.size() > limit && !options.trim)
         return refused(input, QStringLiteral("Der Sound ist länger als %1 Minuten; so lang "
@@ -269,6 +292,31 @@ QByteArray waveImage(const std::vector<double> &samples, bool eightBit)
     return image;
 }
 
+// The converted file's bytes; a file that is right already comes back as it is.
+Result<QByteArray> decoderImage(const QString &input, const ConversionOptions &options,
+                                ResamplerCache &resamplers, const ConversionProgress &progress)
+{
+    const Result<std::unique_ptr<OpenSound>> opened = openSound(input);
+    if (!opened)
+        return opened.error();
+    OpenSound &sound = *opened.value();
+    if (isDecoderReady(sound, options.eightBit))
+        return sound.bytes;
+    const Result<std::vector<double>> samples =
+        decoderSamples(input, sound, options, resamplers, progress);
+    if (!samples)
+        return samples.error();
+    return waveImage(samples.value(), options.eightBit);
+}
+
+Status makeFolder(const QString &folder)
+{
+    if (QDir().mkpath(folder))
+        return {};
+    return UserMessage(QStringLiteral("Der Ordner „%1“ kann nicht angelegt werden: %2")
+                           .arg(shown(folder), systemReason(errno)));
+}
+
 } // namespace
 
 Result<double> soundFileSeconds(const QString &input)
@@ -295,26 +343,56 @@ Result<QString> convertForDecoder(const QString &input, const QString &outputFol
                                   const ConversionOptions &options,
                                   const ConversionProgress &progress)
 {
-    const Result<std::unique_ptr<OpenSound>> opened = openSound(input);
-    if (!opened)
-        return opened.error();
-    OpenSound &sound = *opened.value();
-    QByteArray image;
-    if (isDecoderReady(sound, options.eightBit)) {
-        image = sound.bytes;
-    } else {
-        const Result<std::vector<double>> samples = decoderSamples(input, sound, options, progress);
-        if (!samples)
-            return samples.error();
-        image = waveImage(samples.value(), options.eightBit);
-    }
-    if (!QDir().mkpath(outputFolder))
-        return UserMessage(QStringLiteral("Der Ordner „%1“ kann nicht angelegt werden: %2")
-                               .arg(shown(outputFolder), systemReason(errno)));
+    ResamplerCache resamplers;
+    const Result<QByteArray> image = decoderImage(input, options, resamplers, progress);
+    if (!image)
+        return image.error();
+    if (const Status made = makeFolder(outputFolder); !made)
+        return made.error();
     const QString output = QDir(outputFolder).filePath(convertedFileName(input));
-    if (const Status written = writeFileSafely(output, image); !written)
+    if (const Status written = writeFileSafely(output, image.value()); !written)
         return written.error();
     return output;
+}
+
+QList<Result<QString>> convertAllForDecoder(const QStringList &inputs, const QString &outputFolder,
+                                            const ConversionOptions &options)
+{
+    QList<Result<QString>> results;
+    if (const Status made = makeFolder(outputFolder); !made) {
+        for (qsizetype i = 0; i < inputs.size(); ++i)
+            results.append(made.error());
+        return results;
+    }
+    ResamplerCache resamplers;
+    FileBatch batch(outputFolder);
+    QStringList names;
+    for (const QString &input : inputs) {
+        const QString name = convertedFileName(input);
+        Result<QByteArray> image =
+            names.contains(name)
+                ? refused(input,
+                          QStringLiteral("„%1“ entstünde schon aus einer anderen Datei.").arg(name))
+                : decoderImage(input, options, resamplers, {});
+        if (!image) {
+            results.append(image.error());
+            continue;
+        }
+        if (const Status staged = batch.stage({{name, image.value()}}); !staged) {
+            results.append(staged.error());
+            continue;
+        }
+        names.append(name);
+        results.append(QDir(outputFolder).filePath(name));
+    }
+    // All results reach the folder together, or none.
+    if (const Status committed = names.isEmpty() ? Status() : batch.commit(); !committed) {
+        for (Result<QString> &result : results) {
+            if (result)
+                result = committed.error();
+        }
+    }
+    return results;
 }
 
 } // namespace klangor

@@ -3,7 +3,9 @@
 #include "common/result.h"
 
 #include <functional>
+#include <QList>
 #include <QString>
+#include <QStringList>
 
 namespace klangor {
 
@@ -37,5 +39,10 @@ QString conversionFolder(const QString &input, const QString &programFolder);
 Result<QString> convertForDecoder(const QString &input, const QString &outputFolder,
                                   const ConversionOptions &options,
                                   const ConversionProgress &progress = {});
+
+// Converts each input as above into outputFolder; the results are written together at the end
+// (all or none). One result per input, in order: its output's path or why it has none.
+QList<Result<QString>> convertAllForDecoder(const QStringList &inputs, const QString &outputFolder,
+                                            const ConversionOptions &options);
 
 } // namespace klangor

@@ -185,6 +185,28 @@ TEST(SoundConversion, AnUnwritableFolderSendsTheResultIntoTheProgramFolder)
     EXPECT_EQ(output.value(), program.filePath("umgewandelt/ton_decoder.wav"));
 }
 
+TEST(SoundConversion, ABatchWritesWhatConvertsAndTellsWhyTheRestDoesNot)
+{
+    QTemporaryDir dir;
+    const QString out = dir.filePath("aus/gabe"), text = dir.filePath("text.wav");
+    test::writeFile(text, "kein Ton");
+    const int pcm = SF_FORMAT_WAV | SF_FORMAT_PCM_24;
+    const QString wav = writeSound(dir.filePath("ton.wav"), pcm, 48000, 2);
+    const QString flac =
+        writeSound(dir.filePath("ton.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 8000, 1);
+    const QString again = writeSound(dir.filePath("zwei.wav"), pcm, 48000, 1, 3000, 0.9, 0, 6);
+    const QList<Result<QString>> results = convertAllForDecoder({wav, text, flac, again}, out, {});
+    ASSERT_EQ(results.size(), 4);
+    EXPECT_EQ(results[0].value(), out + "/ton_decoder.wav");
+    EXPECT_TRUE(results[1].error().text.contains("keine lesbare Tondatei"));
+    EXPECT_TRUE(results[2].error().text.contains("„ton_decoder.wav“ entstünde schon"));
+    EXPECT_EQ(QDir(out).entryList(QDir::Files | QDir::Hidden),
+              QStringList({"ton_decoder.wav", "zwei_decoder.wav"}));
+    // The second sound at one rate comes out as it does alone.
+    EXPECT_EQ(readFile(results[3].value()),
+              readFile(convertForDecoder(again, dir.path(), {}).value()));
+}
+
 TEST(SoundConversion, BadInputsAreRefusedNamingTheFileAndTheReason)
 {
     QTemporaryDir dir, out;

@@ -93,7 +93,9 @@ sf_count_t memorySeek(sf_count_t offset, int whence, void *user)
 sf_count_t memoryRead(void *target, sf_count_t count, void *user)
 {
     OpenSound &sound = self(user);
-    const sf_count_t n = std::clamp<sf_count_t>(sound.bytes.size() - sound.position, 0, count);
+    const sf_count_t n = std::min<sf_count_t>(count, sound.bytes.size() - sound.position);
+    if (n <= 0)
+        return 0; // at or past the end
     std::memcpy(target, sound.bytes.constData() + sound.position, static_cast<std::size_t>(n));
     sound.position += n;
     return n;

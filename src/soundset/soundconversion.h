@@ -18,6 +18,8 @@ struct ConversionOptions
 {
     bool eightBit = false; // 8-bit unsigned with triangular dither instead of 16-bit
     bool trim = false;     // a longer sound is cut to the decoder's 5.9 s with a short fade-out
+
+    friend bool operator==(const ConversionOptions &, const ConversionOptions &) = default;
 };
 
 // Told the share done (0..1) now and then; returning false cancels the conversion.

@@ -18,11 +18,14 @@ ConversionDialog::ConversionDialog(const QString &fileName, double seconds, QWid
     setObjectName(QStringLiteral("ConversionDialog"));
     setWindowTitle(QStringLiteral("Für den Decoder umwandeln"));
     auto *layout = new QVBoxLayout(this);
-    layout->addWidget(
+    auto *text =
         new QLabel(QStringLiteral("„%1“ (%2 s) wird in einen Mono-Sound mit 11025 Hz umgewandelt; "
                                   "das Original bleibt, wie es ist.")
                        .arg(fileName, QLocale(QLocale::German).toString(seconds, 'f', 1)),
-                   this));
+                   this);
+    text->setWordWrap(true);
+    text->setMinimumWidth(320);
+    layout->addWidget(text);
     auto *sixteenBit = new QRadioButton(QStringLiteral("16 Bit (beste Qualität)"), this);
     sixteenBit->setObjectName(QStringLiteral("Bits16"));
     sixteenBit->setChecked(true);
@@ -43,6 +46,7 @@ ConversionDialog::ConversionDialog(const QString &fileName, double seconds, QWid
     connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     layout->addWidget(buttons);
+    layout->setSizeConstraint(QLayout::SetFixedSize);
 }
 
 ConversionOptions ConversionDialog::options() const

@@ -226,8 +226,9 @@ Result<std::vector<double>> decoderSamples(const QString &input, OpenSound &soun
             break;
         for (sf_count_t f = 0; f < got; ++f) {
             const double *frame = frames.data() + f * channels;
-            mono[static_cast<std::size_t>(f)] =
-                std::accumulate(frame, frame + channels, 0.0) / channels;
+            const double mixed = std::accumulate(frame, frame + channels, 0.0) / channels;
+            // A broken float sample would smear over the filter's whole length.
+            mono[static_cast<std::size_t>(f)] = std::isfinite(mixed) ? mixed : 0.0;
         }
         if (!resample(resampler, mono.data(), static_cast<std::size_t>(got), out))
             return refused(input, QStringLiteral("Der Umrechner meldet einen Fehler."));

@@ -22,6 +22,28 @@ const QList<CommandLineCommand> &commandLineCommands()
              "Rückgabewert 0, wenn alle Dateien die Prüfung bestehen, sonst 1."),
          .minArguments = 1,
          .run = &runCheck},
+        {.name = QStringLiteral("convert"),
+         .arguments = QStringLiteral("EINGABE... -o ORDNER"),
+         .summary = QStringLiteral("wandelt Tondateien für den Decoder um"),
+         .description = QStringLiteral(
+             "Wandelt jede EINGABE (WAV jeder Art, AIFF, FLAC, Ogg Vorbis und was libsndfile "
+             "sonst liest) wie das Fenster in einen Mono-Sound mit 11025 Hz um und legt ihn als "
+             "NAME_decoder.wav in ORDNER ab; ORDNER wird angelegt, wenn es ihn nicht gibt. Eine "
+             "Datei, die schon passt, wird unverändert kopiert; das Original bleibt, wie es ist. "
+             "Alle neuen Dateien werden zusammen geschrieben. Gibt je EINGABE eine Zeile aus: den "
+             "Dateinamen, einen Tabulator und den Pfad der neuen Datei oder die Meldung, warum "
+             "es keine gibt.\n"
+             "Rückgabewert 0, wenn alle Dateien umgewandelt sind, sonst 1."),
+         .options = {{QStringLiteral("--8bit"),
+                      {},
+                      QStringLiteral("8 Bit mit Dreiecks-Dither statt 16 Bit")},
+                     {QStringLiteral("--trim"),
+                      {},
+                      QStringLiteral("kürzt längere Sounds auf 5,9 s mit 10 ms Ausblenden")},
+                     {QStringLiteral("-o"), QStringLiteral("ORDNER"),
+                      QStringLiteral("wohin die neuen Dateien kommen (Pflicht)"), true}},
+         .minArguments = 1,
+         .run = &runConvert},
         {.name = QStringLiteral("project show"),
          .arguments = QStringLiteral("DATEI.spj"),
          .summary = QStringLiteral("zeigt Slots, Sounds und CV-Liste eines Sound Projekts"),
@@ -219,6 +241,13 @@ int runCommand(const CommandLineCommand &command, const QStringList &rest, Conso
             value = equals >= 0 ? argument.mid(equals + 1) : rest.at(++i);
         }
         parsed.options.insert(name, value);
+    }
+    for (const CommandOption &option : command.options) {
+        if (option.required && !parsed.has(option.name))
+            return usageError(
+                console,
+                QStringLiteral("Es fehlt die Option „%1 %2“.").arg(option.name, option.valueName),
+                helpCall);
     }
     const qsizetype count = parsed.positional.size();
     if (count < command.minArguments)

@@ -24,6 +24,7 @@ struct CommandOption
     QString name;      // "--8bit", "-o"
     QString valueName; // "ORDNER"; empty for an option without value
     QString help;      // one German line
+    bool required = false;
 };
 
 // The call of a command once its options are known to be its own.

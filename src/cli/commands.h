@@ -6,6 +6,7 @@ namespace klangor {
 
 // The commands of the table in commandline.cpp.
 int runCheck(const CommandArguments &arguments, Console &console);
+int runConvert(const CommandArguments &arguments, Console &console);
 int runProjectShow(const CommandArguments &arguments, Console &console);
 int runProjectUnpack(const CommandArguments &arguments, Console &console);
 int runProjectPack(const CommandArguments &arguments, Console &console);

@@ -7,10 +7,12 @@
 #include "programming/programmingrun.h"
 #include "project/projectcommands.h"
 #include "soundset/eventview.h"
+#include "soundset/soundconversion.h"
 #include "soundset/soundtable.h"
 #include "soundset/wavecheck.h"
 #include "soundset/wavefolder.h"
 #include "ui/aboutdialog.h"
+#include "ui/conversiondialog.h"
 #include "ui/widgets.h"
 
 #include <algorithm>
@@ -24,8 +26,10 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QLayout>
+#include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
+#include <QProgressDialog>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QStorageInfo>
@@ -133,6 +137,7 @@ void Form1::createControls()
     m_drive1 = place(new DriveListBox(driveRoots, frame2), "Drive1", {8, 16, 161, 21});
     m_dir1 = place(new FolderListBox(frame2), "Dir1", {8, 40, 161, 186});
     m_list1 = place(new WaveFileListBox(frame2), "List1", {8, 232, 161, 316});
+    m_list1->setContextMenuPolicy(Qt::CustomContextMenu);
 
     QGroupBox *frame4 = frame("Frame4", "Slots", client, {192, 8, 273, 337});
     for (int k = 1; k <= SlotRows; ++k) {
@@ -258,6 +263,7 @@ void Form1::createActions()
     m_speichernunter = action("Speichernunter", "Speicher unter...");
     m_ende = action("Ende", "&Ende");
     m_info = action("Info", "&Info");
+    m_umwandeln = action("Umwandeln", "Für den Decoder umwandeln...");
 }
 
 void Form1::createMenus()
@@ -271,6 +277,10 @@ void Form1::createMenus()
     datei->addAction(m_ende);
     // "&Info" is a command of its own on the menu bar.
     menuBar()->addAction(m_info);
+
+    m_list1Menu = new QMenu(this);
+    m_list1Menu->setObjectName(QStringLiteral("List1Menu"));
+    m_list1Menu->addAction(m_umwandeln);
 }
 
 void Form1::connectControls()
@@ -278,6 +288,8 @@ void Form1::connectControls()
     connect(m_drive1, &QComboBox::activated, this, &Form1::Drive1_Change);
     connect(m_dir1, &FolderListBox::pathChanged, this, &Form1::Dir1_Change);
     connect(m_list1, &QListWidget::itemDoubleClicked, this, &Form1::List1_DblClick);
+    connect(m_list1, &QWidget::customContextMenuRequested, this, &Form1::List1_ContextMenu);
+    connect(m_umwandeln, &QAction::triggered, this, &Form1::Umwandeln_Click);
     connect(m_list3, &QListWidget::currentRowChanged, this, &Form1::List3_Click);
     for (int k = 1; k <= SlotRows; ++k) {
         const SlotRow &r = row(k);
@@ -404,6 +416,61 @@ void Form1::Slot_DblClick(int k)
     if (entry.isEmpty())
         return;
     assignToSlot(k, entry, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
+}
+
+// Conversion for the decoder: the user's explicit step; the check and assignment stay as they are.
+
+void Form1::List1_ContextMenu(const QPoint &position)
+{
+    if (QListWidgetItem *item = m_list1->itemAt(position))
+        m_list1->setCurrentItem(item);
+    m_umwandeln->setEnabled(!m_list1->selectedEntry().isEmpty());
+    m_list1Menu->popup(m_list1->viewport()->mapToGlobal(position));
+}
+
+void Form1::Umwandeln_Click()
+{
+    const QString entry = m_list1->selectedEntry();
+    if (entry.isEmpty())
+        return;
+    const QString source = pathInFolder(m_browseFolder, entry);
+    const Result<double> seconds = soundFileSeconds(source);
+    if (!seconds) {
+        m_services.messages->show(seconds.error());
+        return;
+    }
+    ConversionDialog dialog(entry, seconds.value(), this);
+    if (dialog.exec() != QDialog::Accepted)
+        return;
+
+    QProgressDialog progress(tr8("„%1“ wird umgewandelt...").arg(entry), tr8("Abbrechen"), 0, 1000,
+                             this);
+    progress.setWindowTitle(tr8("Für den Decoder umwandeln"));
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setMinimumDuration(500); // short sounds are done before it would show
+    setMousePointer(MousePointer::Hourglass);
+    const Result<QString> converted =
+        convertForDecoder(source, conversionFolder(source, m_services.programFolder),
+                          dialog.options(), [&progress](double done) {
+                              progress.setValue(static_cast<int>(done * 1000));
+                              return !progress.wasCanceled();
+                          });
+    setMousePointer(MousePointer::Default);
+    progress.hide();
+    if (converted)
+        showConvertedFile(converted.value());
+    else if (!progress.wasCanceled())
+        m_services.messages->show(converted.error());
+}
+
+// The file list shows the converted file's folder with the file selected, ready for a slot.
+void Form1::showConvertedFile(const QString &path)
+{
+    const QFileInfo file(path);
+    if (file.absolutePath() != m_browseFolder)
+        m_dir1->setPath(file.absolutePath());
+    Dir1_Change();
+    m_list1->setCurrentItem(m_list1->findItems(file.fileName(), Qt::MatchExactly).value(0));
 }
 
 void Form1::Slot_OLEDragDrop(int k, const DropPayload &payload)

@@ -13,6 +13,7 @@ class QAction;
 class QComboBox;
 class QLabel;
 class QListWidget;
+class QMenu;
 class QProgressBar;
 class QPushButton;
 class QRadioButton;
@@ -73,6 +74,8 @@ public slots:
     void Drive1_Change();
     void Dir1_Change();
     void List1_DblClick();
+    void List1_ContextMenu(const QPoint &position);
+    void Umwandeln_Click();
     void List3_Click();
 
     // Slot rows (k = 1..5)
@@ -120,6 +123,7 @@ private:
     void setupProgramming();
     void setupProjects();
     SlotRow &row(int k) { return m_rows.at(static_cast<std::size_t>(k - 1)); }
+    void showConvertedFile(const QString &path);
     void assignToSlot(int k, const QString &slotText, const QString &sourcePath, AssignWay way);
     void stopLoop(int k);
     bool loadCvBox(const QString &path);
@@ -167,6 +171,8 @@ private:
     QAction *m_speichernunter = nullptr;
     QAction *m_ende = nullptr;
     QAction *m_info = nullptr;
+    QAction *m_umwandeln = nullptr;
+    QMenu *m_list1Menu = nullptr; // the file list's context menu
     frmAbout *m_about = nullptr;
 
     friend class ProjectHostAdapter;

@@ -11,8 +11,12 @@
 
 #include <gtest/gtest.h>
 #include <QAction>
+#include <QApplication>
+#include <QContextMenuEvent>
+#include <QDialog>
 #include <QGuiApplication>
 #include <QLabel>
+#include <QMenu>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -157,6 +161,33 @@ TEST_F(MainWindow, SlotDoubleClickAndDropAssignThroughTheCoreAndLoeschenEmpties)
     EXPECT_TRUE(slotText(2).isEmpty());
     EXPECT_FALSE(m_window->slotFileNames().isAssigned(38));
     EXPECT_TRUE(m_window->slotFileNames().isAssigned(39));
+}
+
+TEST_F(MainWindow, ContextMenuConvertsTheFileForTheDecoderAndASlotTakesTheResult)
+{
+    writeFile(
+        soundFile("studio.wav"),
+        makeWav({.channels = 2, .sampleRate = 48000, .bitsPerSample = 16, .dataBytes = 96000}));
+    m_window->Dir1_Change();
+    auto *list = control<QListWidget>("List1");
+    const QPoint at =
+        list->visualItemRect(list->findItems("studio.wav", Qt::MatchExactly)[0]).center();
+    QContextMenuEvent rightClick(QContextMenuEvent::Mouse, at, list->viewport()->mapToGlobal(at));
+    QApplication::sendEvent(list->viewport(), &rightClick);
+    auto *menu = control<QMenu>("List1Menu");
+    ASSERT_TRUE(menu->isVisible());
+    QTimer accept; // the dialog asks from its own event loop; 16 bits are preselected
+    accept.callOnTimeout([] {
+        if (auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget()))
+            dialog->accept();
+    });
+    accept.start(10);
+    QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(menu->actions()[0]).center());
+    EXPECT_EQ(list->currentItem()->text(), "studio_decoder.wav");
+
+    QTest::mouseDClick(control("Slot1"), Qt::LeftButton);
+    EXPECT_EQ(m_window->slotFileNames().at(0), "studio_decoder.wav");
+    EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
 // Each step: a click, then the captions of Test1..Test5 and the sound calls; the pointer is busy

@@ -1,0 +1,157 @@
+// Converts the same 20 generated sounds (rates from 22050 to 96000 Hz, mono and stereo,
+// 16/24-bit and float; 5.5 s of a chord with a little noise, faded in and out over 10 ms and
+// peaking at -1 dBFS, as sounds for a decoder are prepared) with Klangor's batch, as
+// `klangor convert` runs it, and with Debian's
+// `sox IN -D -b 16 OUT remix - rate -v 11025`, one sox run per file. Prints how far the outputs
+// differ (the energy of all differences over that of all of sox's output, in dB; the worst file
+// alone too) and both batch times, the best of three rounds. Exits 1 when they differ by
+// -90 dB or more, or when Klangor is slower. Both round to 16 bits without dither, so the
+// outputs differ by at most one step, where the two resamplers land on either side of it.
+#include "playback/wavedecoder.h"
+#include "soundset/soundconversion.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <numbers>
+#include <optional>
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <random>
+#include <sndfile.h>
+#include <vector>
+
+namespace {
+
+constexpr int Files = 20;
+constexpr int Rounds = 3;
+constexpr double Seconds = 5.5;
+
+// File i: its rate, channel count and sample format cycle through what users bring.
+QString makeInput(const QString &folder, int i)
+{
+    static const int rates[] = {44100, 48000, 96000, 22050, 32000};
+    static const int subtypes[] = {SF_FORMAT_PCM_16, SF_FORMAT_PCM_24, SF_FORMAT_FLOAT};
+    SF_INFO info{};
+    info.samplerate = rates[i % 5];
+    info.channels = 1 + i % 2;
+    info.format = SF_FORMAT_WAV | subtypes[i % 3];
+    const QString path =
+        QDir(folder).filePath(QStringLiteral("ton%1.wav").arg(i, 2, 10, QChar('0')));
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    if (!file)
+        return {};
+    std::mt19937 random(static_cast<unsigned>(i));
+    std::normal_distribution<double> noise(0.0, 0.001);
+    const auto frames = static_cast<std::size_t>(Seconds * info.samplerate);
+    const auto channels = static_cast<std::size_t>(info.channels);
+    const double root = 110.0 * (1 + i % 4), fade = 0.01 * info.samplerate;
+    std::vector<double> samples(frames * channels);
+    for (std::size_t n = 0; n < frames; ++n) {
+        const double t = static_cast<double>(n) / info.samplerate;
+        const double envelope = std::min({1.0, n / fade, (frames - 1 - n) / fade});
+        for (std::size_t c = 0; c < channels; ++c) {
+            double v = noise(random);
+            for (int h = 1; h * root < 5000; ++h) // the chord's partials, fading upwards
+                v += 1.0 / h * std::sin(2 * std::numbers::pi * h * root * t + h + c);
+            samples[n * channels + c] = envelope * v;
+        }
+    }
+    const double peak = *std::max_element(samples.begin(), samples.end(), [](double a, double b) {
+        return std::abs(a) < std::abs(b);
+    });
+    for (double &v : samples)
+        v *= 0.891 / std::abs(peak); // -1 dBFS
+    sf_writef_double(file, samples.data(), static_cast<sf_count_t>(frames));
+    sf_close(file);
+    return path;
+}
+
+// The samples of a mono 16-bit file at the decoder's rate, in steps; none for anything else.
+std::vector<double> samplesOf(const QString &path)
+{
+    const std::optional<klangor::PcmSound> sound = klangor::decodeWaveFile(path);
+    if (!sound || sound->format != klangor::PcmFormat{klangor::DecoderSampleRate, 1})
+        return {};
+    return {sound->samples.begin(), sound->samples.end()};
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    QTemporaryDir work;
+    const QString ours = work.filePath("klangor"), theirs = work.filePath("sox");
+    QDir().mkpath(theirs);
+    QStringList inputs;
+    for (int i = 0; i < Files; ++i)
+        inputs << makeInput(work.path(), i);
+    if (inputs.contains(QString())) {
+        std::puts("the test sounds cannot be written");
+        return 1;
+    }
+
+    qint64 klangorMs = -1, soxMs = -1;
+    for (int round = 0; round < Rounds; ++round) {
+        QElapsedTimer clock;
+        clock.start();
+        for (const auto &converted : klangor::convertAllForDecoder(inputs, ours, {})) {
+            if (!converted) {
+                std::printf("Klangor: %s\n", qPrintable(converted.error().text));
+                return 1;
+            }
+        }
+        const qint64 klangorRound = clock.restart();
+        for (const QString &input : inputs) {
+            QProcess sox;
+            sox.start(QStringLiteral("sox"),
+                      {input, QStringLiteral("-D"), QStringLiteral("-b"), QStringLiteral("16"),
+                       QDir(theirs).filePath(QFileInfo(input).fileName()), QStringLiteral("remix"),
+                       QStringLiteral("-"), QStringLiteral("rate"), QStringLiteral("-v"),
+                       QStringLiteral("11025")});
+            if (!sox.waitForFinished(60000) || sox.exitStatus() != QProcess::NormalExit ||
+                sox.exitCode() != 0) {
+                std::printf("sox did not run: %s\n", qPrintable(sox.errorString()));
+                return 1;
+            }
+        }
+        const qint64 soxRound = clock.elapsed();
+        klangorMs = klangorMs < 0 ? klangorRound : std::min(klangorMs, klangorRound);
+        soxMs = soxMs < 0 ? soxRound : std::min(soxMs, soxRound);
+    }
+
+    double worst = -400, differenceSum = 0, signalSum = 0;
+    for (const QString &input : inputs) {
+        const QString name = QFileInfo(input).fileName();
+        const std::vector<double> a =
+            samplesOf(QDir(ours).filePath(klangor::convertedFileName(input)));
+        const std::vector<double> b = samplesOf(QDir(theirs).filePath(name));
+        if (a.empty() || b.empty() ||
+            std::max(a.size(), b.size()) - std::min(a.size(), b.size()) > 1) {
+            std::printf("%s: %zu samples from Klangor, %zu from sox\n", qPrintable(name), a.size(),
+                        b.size());
+            return 1;
+        }
+        double difference = 0, signal = 0;
+        for (std::size_t n = 0; n < std::min(a.size(), b.size()); ++n) {
+            difference += (a[n] - b[n]) * (a[n] - b[n]);
+            signal += b[n] * b[n];
+        }
+        worst = std::max(worst, 10 * std::log10(std::max(difference, 1e-40) / signal));
+        differenceSum += difference;
+        signalSum += signal;
+    }
+    const double overall = 10 * std::log10(std::max(differenceSum, 1e-40) / signalSum);
+    std::printf("difference Klangor - sox: %.1f dB over all %d files, %.1f dB in the worst\n",
+                overall, Files, worst);
+    std::printf("batch of %d files: Klangor %lld ms, sox (one run per file) %lld ms\n", Files,
+                static_cast<long long>(klangorMs), static_cast<long long>(soxMs));
+    const bool good = overall < -90 && klangorMs <= soxMs;
+    std::puts(good ? "conversion benchmark: passed" : "conversion benchmark: FAILED");
+    return good ? 0 : 1;
+}

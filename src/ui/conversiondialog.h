@@ -1,0 +1,28 @@
+#pragma once
+
+#include "soundset/soundconversion.h"
+
+#include <QDialog>
+
+class QCheckBox;
+class QRadioButton;
+
+namespace klangor {
+
+// Asks how a sound is to be converted for the decoder: 16 or 8 bits, and for a sound longer
+// than the decoder takes, whether to cut it.
+class ConversionDialog : public QDialog
+{
+    Q_OBJECT
+
+public:
+    ConversionDialog(const QString &fileName, double seconds, QWidget *parent = nullptr);
+
+    ConversionOptions options() const;
+
+private:
+    QRadioButton *m_eightBit = nullptr;
+    QCheckBox *m_trim = nullptr;
+};
+
+} // namespace klangor

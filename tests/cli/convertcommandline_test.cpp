@@ -1,0 +1,38 @@
+#include "clitesthelpers.h"
+#include "support/wavwriter.h"
+
+#include <gtest/gtest.h>
+#include <QTemporaryDir>
+
+namespace klangor {
+namespace {
+
+using test::runCommand;
+
+// One line per input, the output's path or the reason; exit 1 when any failed, 2 without -o.
+TEST(ConvertCommandLine, ConvertsEachInputIntoTheFolderAndSaysHowItWent)
+{
+    QTemporaryDir dir;
+    const QString good = dir.filePath("studio.wav"), bad = dir.filePath("text.wav");
+    const QString out = dir.filePath("aus");
+    test::writeFile(good, test::makeWav({.channels = 2, .sampleRate = 48000, .bitsPerSample = 16}));
+    test::writeFile(bad, "kein Ton");
+
+    test::CommandRun run = runCommand({"convert", "--8bit", good, "-o", out});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.out, good + "\t" + out + "/studio_decoder.wav\n");
+    // One byte a sample, 8 bits.
+    EXPECT_EQ(test::readFile(out + "/studio_decoder.wav").mid(32, 4), QByteArray("\1\0\10\0", 4));
+
+    run = runCommand({"convert", bad, good, "--trim", "-o", out});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.out.startsWith(bad + "\tDie Datei „" + bad + "“ kann nicht umgewandelt"));
+    EXPECT_TRUE(run.out.endsWith("\n" + good + "\t" + out + "/studio_decoder.wav\n"));
+
+    run = runCommand({"convert", good});
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.err.startsWith("klangor: Es fehlt die Option „-o ORDNER“."));
+}
+
+} // namespace
+} // namespace klangor

@@ -1,0 +1,233 @@
+#include "platform/waveaudiodevice.h"
+#include "soundset/soundconversion.h"
+#include "soundset/wavecheck.h"
+#include "support/printers.h"
+#include "support/wavwriter.h"
+
+#include <cmath>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <map>
+#include <numbers>
+#include <QDir>
+#include <QTemporaryDir>
+#include <sndfile.h>
+#include <sys/mount.h>
+#include <tuple>
+#include <vector>
+
+namespace klangor {
+namespace {
+
+using test::readFile;
+
+// 2 s of amplitude * cos(2 pi freq t) in the first channel, times `others` in the rest.
+QString writeSound(const QString &path, int format, int rate, int channels, double freq = 440,
+                   double amplitude = 0.5, double others = 0, double seconds = 2)
+{
+    SF_INFO info{0, rate, channels, format, 0, 0};
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    EXPECT_NE(file, nullptr) << sf_strerror(nullptr);
+    const auto frames = static_cast<std::size_t>(seconds * rate);
+    std::vector<double> data(frames * static_cast<std::size_t>(channels));
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = amplitude * (i % static_cast<std::size_t>(channels) ? others : 1) *
+                  std::cos(2 * std::numbers::pi * freq * static_cast<double>(i / channels) / rate);
+    sf_writef_double(file, data.data(), static_cast<sf_count_t>(frames));
+    sf_close(file);
+    return path;
+}
+
+std::vector<double> readSamples(const QString &path)
+{
+    SF_INFO info{};
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_READ, &info);
+    std::vector<double> samples(static_cast<std::size_t>(info.frames)); // none when unreadable
+    sf_readf_double(file, samples.data(), info.frames);
+    sf_close(file);
+    return samples;
+}
+
+// The freq component, the rest and the whole over one second (whole periods, so the parts add
+// up) from 0.5 s on, away from the resampler's edges.
+struct Fit
+{
+    double amplitude = 0, rest = 0, rms = 0;
+};
+Fit fitSine(const std::vector<double> &samples, double freq)
+{
+    const std::size_t from = DecoderSampleRate / 2, n = DecoderSampleRate;
+    double c = 0, s = 0, all = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const double x = samples.at(from + i), w = 2 * std::numbers::pi * freq * i / n;
+        c += x * std::cos(w) * 2 / n;
+        s += x * std::sin(w) * 2 / n;
+        all += x * x / n;
+    }
+    return {std::hypot(c, s), std::sqrt(std::max(0.0, all - (c * c + s * s) / 2)), std::sqrt(all)};
+}
+
+TEST(SoundConversion, EveryInputKindBecomesMono11025WithTheSameTone)
+{
+    struct Case
+    {
+        const char *name;
+        int format, rate, channels;
+        bool eightBit = false, copied = false;
+    };
+    const Case cases[] = {
+        {"8000.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 8000, 1},
+        {"22050-u8.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 22050, 2},
+        {"44100-24.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_24, 44100, 2},
+        {"48000-float.wav", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 48000, 2, true},
+        {"96000-32.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_32, 96000, 4},
+        {"48000-extensible.wav", SF_FORMAT_WAVEX | SF_FORMAT_PCM_24, 48000, 4},
+        {"44100.aiff", SF_FORMAT_AIFF | SF_FORMAT_PCM_16, 44100, 2},
+        {"48000.flac", SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 48000, 2},
+        {"44100.ogg", SF_FORMAT_OGG | SF_FORMAT_VORBIS, 44100, 2},
+        {"11025-16.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_16, 11025, 1, false, true},
+        {"11025-u8.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 11025, 1, true, true},
+        {"11025-u8-to-16.wav", SF_FORMAT_WAV | SF_FORMAT_PCM_U8, 11025, 1},
+    };
+    QTemporaryDir in, out;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        const QString input = writeSound(in.filePath(c.name), c.format, c.rate, c.channels);
+        const QByteArray original = readFile(input);
+        const Result<QString> output = convertForDecoder(input, out.path(), {c.eightBit});
+        ASSERT_TRUE(output) << output.error().text.toStdString();
+        const QByteArray bytes = readFile(output.value());
+        EXPECT_EQ(readFile(input), original);
+        EXPECT_EQ(bytes == original, c.copied);
+        EXPECT_EQ(judgeWaveHeader(bytes, 2.0), std::nullopt);
+        EXPECT_EQ(bytes.at(34), c.eightBit ? 8 : 16);
+        const std::vector<double> samples = readSamples(output.value());
+        EXPECT_NEAR(samples.size(), 2 * DecoderSampleRate, 1);
+        // The tone lies in the first channel only: the others must count in the mix.
+        EXPECT_NEAR(fitSine(samples, 440).amplitude, 0.5 / c.channels, 0.005 / c.channels);
+    }
+}
+
+TEST(SoundConversion, ResamplingKeepsTheBandCleanAndRejectsWhatLiesAbove)
+{
+    const double amplitude = std::pow(10, -1 / 20.0); // -1 dBFS
+    QTemporaryDir dir;
+    std::map<int, Fit> fits;
+    for (const int freq : {1000, 5000, 7000})
+        fits[freq] =
+            fitSine(readSamples(convertForDecoder(writeSound(dir.filePath(QString::number(freq)),
+                                                             SF_FORMAT_WAV | SF_FORMAT_PCM_24,
+                                                             44100, 2, freq, amplitude, 1),
+                                                  dir.path(), {})
+                                    .value()),
+                    freq);
+    const double sinad = 20 * std::log10(amplitude / std::sqrt(2) / fits[1000].rest);
+    const double passband = 20 * std::log10(fits[5000].amplitude / amplitude);
+    const double rejection = 20 * std::log10(fits[7000].rms / (amplitude / std::sqrt(2)));
+    std::printf("SINAD %.1f dB, 5 kHz %+.3f dB, 7 kHz %.1f dB\n", sinad, passband, rejection);
+    EXPECT_GE(sinad, 90);
+    EXPECT_LE(std::abs(passband), 0.5);
+    EXPECT_LE(rejection, -90);
+}
+
+TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
+{
+    QTemporaryDir dir, untouched;
+    const QString input = writeSound(dir.filePath("lang.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16,
+                                     44100, 1, 0, 0.5, 0, 7);
+    std::vector<double> seen;
+    const QString output = convertForDecoder(input, dir.path(), {}, [&](double done) {
+                               return seen.push_back(done), true;
+                           }).value();
+    EXPECT_EQ(readSamples(output).size(), 7u * DecoderSampleRate);
+    EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()) && seen.back() == 1.0);
+
+    ASSERT_TRUE(convertForDecoder(input, dir.path(), {.trim = true}));
+    const std::vector<double> cut = readSamples(output);
+    ASSERT_EQ(cut.size(), 65047u); // 5.9 s
+    RiffWaveAudioDevice device;
+    EXPECT_TRUE(WaveChecker(device).CheckWaveFile(output));
+    EXPECT_NEAR(cut[cut.size() - 111], 0.5, 1e-3); // the fade takes the last 110 samples
+    EXPECT_NEAR(cut[cut.size() - 56], 0.25, 1e-2);
+    EXPECT_EQ(cut.back(), 0.0);
+
+    EXPECT_FALSE(convertForDecoder(input, untouched.path(), {}, [](double) { return false; }));
+    EXPECT_TRUE(QDir(untouched.path()).isEmpty());
+}
+
+TEST(SoundConversion, EightBitsAreDitheredSoThatALevelBelowOneStepSurvives)
+{
+    QTemporaryDir dir;
+    const double quarterStep = 0.25 / 128; // plain rounding would make this silence
+    const QString input = writeSound(dir.filePath("leise.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24,
+                                     44100, 1, 0, quarterStep);
+    const Fit fit = fitSine(readSamples(convertForDecoder(input, dir.path(), {true}).value()), 0);
+    const double level = fit.amplitude / 2; // at 0 Hz the cosine is the level, counted twice
+    EXPECT_NEAR(level, quarterStep, 0.03 / 128);
+    // Triangular dither leaves noise of half a step RMS, whatever the level.
+    EXPECT_NEAR(std::sqrt(fit.rms * fit.rms - level * level), 0.5 / 128, 0.03 / 128);
+}
+
+// Root writes into any folder it may not: only a read-only mount stops it.
+TEST(SoundConversion, AnUnwritableFolderSendsTheResultIntoTheProgramFolder)
+{
+    QTemporaryDir root, program;
+    const QString disk = root.filePath("disk"), input = disk + "/ton.wav";
+    const QByteArray native = QFile::encodeName(disk);
+    if (!QDir().mkpath(disk) || ::mount("tmpfs", native.constData(), "tmpfs", 0, nullptr) != 0)
+        GTEST_SKIP() << "no tmpfs can be mounted here (needs root)";
+    writeSound(input, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 48000, 2);
+    EXPECT_EQ(conversionFolder(input, program.path()), disk);
+    ::mount("tmpfs", native.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr);
+    const Result<QString> output =
+        convertForDecoder(input, conversionFolder(input, program.path()), {});
+    ::umount2(native.constData(), MNT_DETACH);
+    EXPECT_EQ(output.value(), program.filePath("umgewandelt/ton_decoder.wav"));
+}
+
+TEST(SoundConversion, ABatchWritesWhatConvertsAndTellsWhyTheRestDoesNot)
+{
+    QTemporaryDir dir;
+    const QString out = dir.filePath("aus/gabe"), text = dir.filePath("text.wav");
+    test::writeFile(text, "kein Ton");
+    const int pcm = SF_FORMAT_WAV | SF_FORMAT_PCM_24;
+    const QString wav = writeSound(dir.filePath("ton.wav"), pcm, 48000, 2);
+    const QString flac =
+        writeSound(dir.filePath("ton.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 8000, 1);
+    const QString again = writeSound(dir.filePath("zwei.wav"), pcm, 48000, 1, 3000, 0.9, 0, 6);
+    const QList<Result<QString>> results = convertAllForDecoder({wav, text, flac, again}, out, {});
+    ASSERT_EQ(results.size(), 4);
+    EXPECT_EQ(results[0].value(), out + "/ton_decoder.wav");
+    EXPECT_TRUE(results[1].error().text.contains("keine lesbare Tondatei"));
+    EXPECT_TRUE(results[2].error().text.contains("„ton_decoder.wav“ entstünde schon"));
+    EXPECT_EQ(QDir(out).entryList(QDir::Files | QDir::Hidden),
+              QStringList({"ton_decoder.wav", "zwei_decoder.wav"}));
+    // The second sound at one rate comes out as it does alone.
+    EXPECT_EQ(readFile(results[3].value()),
+              readFile(convertForDecoder(again, dir.path(), {}).value()));
+}
+
+TEST(SoundConversion, BadInputsAreRefusedNamingTheFileAndTheReason)
+{
+    QTemporaryDir dir, out;
+    QDir(dir.path()).mkdir("ordner.wav");
+    const std::tuple<QString, QByteArray, const char *> cases[] = {
+        {"leer.wav", "", "keine lesbare Tondatei"},
+        {"text.wav", "Dies ist kein Ton.\n", "keine lesbare Tondatei"},
+        {"kopf.wav", test::makeWav({.sampleRate = 44100}).left(30), "keine lesbare Tondatei"},
+        {"stumm.wav", test::makeWav({.sampleRate = 44100, .dataBytes = 0}), "enthält keinen Ton"},
+        {"500hz.wav", test::makeWav({.sampleRate = 500}), "mit 1 Kanälen und 500 Hz"},
+        {"ordner.wav", "", "keine gewöhnliche Datei"}, // the folder stays: it cannot be written
+    };
+    for (const auto &[name, bytes, reason] : cases) {
+        test::writeFile(dir.filePath(name), bytes);
+        const Result<QString> output = convertForDecoder(dir.filePath(name), out.path(), {});
+        ASSERT_FALSE(output) << name.toStdString();
+        EXPECT_TRUE(output.error().text.contains("„" + dir.filePath(name) + "“"));
+        EXPECT_TRUE(output.error().text.contains(reason)) << output.error().text.toStdString();
+    }
+    EXPECT_TRUE(QDir(out.path()).isEmpty());
+}
+
+} // namespace
+} // namespace klangor

@@ -604,9 +604,10 @@ void analyseClicks(const Recording &rec, const std::vector<Round> &rounds, doubl
             whileLooping.push_back((*heardB - round.startB) / 1000.0);
         else
             ++missingB;
-        const std::size_t from = onsetB.value_or(onsetA.value_or(rec.frameAt(round.startA)));
-        const std::size_t silence = rec.loudEnd(from, bound);
-        const auto heardSilence = silence > from ? rec.heardAtUs(silence) : std::nullopt;
+        // A stop is timed only when it stopped something heard: when the second sound was never
+        // heard, the first one fell silent at its click, not at the stop.
+        const std::size_t silence = onsetB ? rec.loudEnd(*onsetB, bound) : 0;
+        const auto heardSilence = onsetB ? rec.heardAtUs(silence) : std::nullopt;
         if (heardSilence)
             toSilence.push_back((*heardSilence - round.stop) / 1000.0);
         else
@@ -865,9 +866,7 @@ int runPass(const QString &pass, const QString &summaryPath)
     const unsigned seed = std::random_device{}();
     if (!sink->monitor) {
         std::mt19937 random(seed);
-        std::uniform_int_distribution<int> silence(250, 450);
-        std::uniform_int_distribution<int> playing(250, 450);
-        std::uniform_int_distribution<int> over(150, 300);
+        std::uniform_int_distribution<int> wait(250, 450);
         std::function<void()> action;
         InputReceiver desk([&] {
             if (action)
@@ -882,9 +881,9 @@ int runPass(const QString &pass, const QString &summaryPath)
         };
         for (int r = 0; r < clicks; ++r) {
             Round round;
-            round.startA = click(silence(random), [&] { service->PlaySoundLoop(loopPath); });
-            round.startB = click(playing(random), [&] { service->PlaySoundLoop(otherPath); });
-            round.stop = click(over(random), [&] { service->StopSound(); });
+            round.startA = click(wait(random), [&] { service->PlaySoundLoop(loopPath); });
+            round.startB = click(wait(random), [&] { service->PlaySoundLoop(otherPath); });
+            round.stop = click(wait(random), [&] { service->StopSound(); });
             rounds.push_back(round);
         }
         runEventLoop(400);

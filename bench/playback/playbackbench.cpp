@@ -764,9 +764,12 @@ std::optional<SinkKind> sinkKind(const QString &pass)
 // One measurement with its own server. The monitor can miss the first milliseconds of a
 // stream (the sink rewinds what it had already rendered, and the monitor cannot take that
 // back), so its pass gives the group and the loop only; the pipe sink does not rewind, and its
-// passes time the clicks too. The 48000 Hz stereo sink makes the server resample (and copy
-// the mono stream to both channels): samples are no longer comparable, so there gaps are
-// counted as quiet frames and sounds told apart by their sign.
+// passes time the clicks too. A pipe sink renders as far ahead as its streams allow, at most
+// its pipe buffer (4 KiB: 186 ms at 11025 Hz mono, 21 ms at 48000 Hz stereo) when none asks
+// for less or none is open, and cannot take it back: a sound started then waits that long,
+// which is what a client that keeps no low-latency stream open gets. The 48000 Hz stereo sink makes
+// the server resample (and copy the mono stream to both channels): samples are no longer
+// comparable, so there gaps are counted as quiet frames and sounds told apart by their sign.
 int runPass(const QString &pass, const QString &summaryPath)
 {
     const auto sink = sinkKind(pass);

@@ -349,7 +349,7 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         return to;
     }
     std::printf("    start of the first sound missing: %zu samples = %.3f ms%s\n", *lost,
-                rec.ms(double(*lost)), mayLoseStart ? " (the monitor's own loss)" : "");
+                rec.ms(double(*lost)), mayLoseStart && *lost ? " (the monitor's own loss)" : "");
     if (!mayLoseStart)
         summary.add(QStringLiteral("group: start missing"), QStringLiteral("%1 samples").arg(*lost),
                     QStringLiteral("0"), *lost == 0);
@@ -365,6 +365,15 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         allDiffering += diff;
         std::printf("    sound %zu (%zu samples): recorded samples differing from it: %zu\n", k + 1,
                     sound.size(), diff);
+        if (diff > 0) {
+            // Where it goes wrong, and whether silence came in there.
+            std::size_t i = 0;
+            while (i < count && at + i < rec.x.size() && rec.x[at + i] == sound[offset + i])
+                ++i;
+            std::printf("      first difference %.1f ms into the sound; quiet samples in its span: "
+                        "%zu\n",
+                        rec.ms(double(offset + i)), rec.quietCount(at, at + count));
+        }
         if (k + 1 == sounds.size())
             break;
         const std::size_t end = at + count;
@@ -471,7 +480,7 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
     const std::size_t length = loop.size();
     std::printf("    loop sound: %zu samples (%.1f ms); start missing: %zu samples = %.3f ms%s\n",
                 length, rec.ms(double(length)), *lost, rec.ms(double(*lost)),
-                mayLoseStart ? " (the monitor's own loss)" : "");
+                mayLoseStart && *lost ? " (the monitor's own loss)" : "");
     if (!mayLoseStart)
         summary.add(QStringLiteral("loop: start missing"), QStringLiteral("%1 samples").arg(*lost),
                     QStringLiteral("0"), *lost == 0);

@@ -300,6 +300,18 @@ std::size_t differing(const Recording &rec, std::size_t at, const Sound &sound, 
     return n;
 }
 
+// Where a copy of a sound goes wrong, and whether silence came in there: a dropout shifts
+// everything after it, so a copy differs from there on and the next one starts late.
+void showDifference(const Recording &rec, std::size_t at, const Sound &sound, std::size_t offset,
+                    std::size_t count)
+{
+    std::size_t i = 0;
+    while (i < count && at + i < rec.x.size() && rec.x[at + i] == sound[offset + i])
+        ++i;
+    std::printf("      first difference %.1f ms into the sound; quiet samples in its span: %zu\n",
+                rec.ms(double(offset + i)), rec.quietCount(at, at + count));
+}
+
 // What one pass found, row by row, for the table at the end.
 class Summary
 {
@@ -365,15 +377,8 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         allDiffering += diff;
         std::printf("    sound %zu (%zu samples): recorded samples differing from it: %zu\n", k + 1,
                     sound.size(), diff);
-        if (diff > 0) {
-            // Where it goes wrong, and whether silence came in there.
-            std::size_t i = 0;
-            while (i < count && at + i < rec.x.size() && rec.x[at + i] == sound[offset + i])
-                ++i;
-            std::printf("      first difference %.1f ms into the sound; quiet samples in its span: "
-                        "%zu\n",
-                        rec.ms(double(offset + i)), rec.quietCount(at, at + count));
-        }
+        if (diff > 0)
+            showDifference(rec, at, sound, offset, count);
         if (k + 1 == sounds.size())
             break;
         const std::size_t end = at + count;
@@ -506,6 +511,8 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         const std::size_t gap = *next - copyEnd;
         std::printf("    seam %zu: GAP %zu samples = %.3f ms; the copy before it: %zu differing\n",
                     ++seams, gap, rec.ms(double(gap)), diff);
+        if (diff > 0)
+            showDifference(rec, at, loop, offset, copyEnd - at);
         worst = std::max(worst, gap);
         at = *next;
     }

@@ -23,11 +23,13 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <qpa/qwindowsysteminterface.h>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtEndian>
 #include <QThread>
 #include <QTimer>
+#include <QWindow>
 #include <random>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -635,26 +637,22 @@ void analyseClicks(const Recording &rec, const std::vector<Round> &rounds, doubl
 }
 
 // Stands for the window: takes the user's input once the service lets it through.
-class InputReceiver final : public QObject
+class InputReceiver final : public QWindow
 {
 public:
     explicit InputReceiver(std::function<void()> onInput) : m_onInput(std::move(onInput)) {}
-    bool event(QEvent *event) override
-    {
-        if (!event->isInputEvent())
-            return QObject::event(event);
-        m_onInput();
-        return true;
-    }
+    void keyPressEvent(QKeyEvent *) override { m_onInput(); }
 
 private:
     std::function<void()> m_onInput;
 };
 
-void pressKey(QObject *receiver)
+// The key arrives as from the window system: queued there, and held back like a real one while
+// the service keeps the user's input waiting (a posted event would not be).
+void pressKey(InputReceiver *receiver)
 {
-    QCoreApplication::postEvent(receiver,
-                                new QKeyEvent(QEvent::KeyPress, Qt::Key_Space, Qt::NoModifier));
+    QWindowSystemInterface::handleKeyEvent(receiver, QEvent::KeyPress, Qt::Key_Space,
+                                           Qt::NoModifier);
 }
 
 void runEventLoop(int ms)
@@ -682,13 +680,15 @@ public:
         m_process.setStandardOutputFile(QDir(m_runtimeDir).filePath(QStringLiteral("pa.log")));
         m_process.setStandardErrorFile(QDir(m_runtimeDir).filePath(QStringLiteral("pa.log")),
                                        QIODevice::Append);
-        // -n: no default.pa, only the two modules.
+        // -n: no default.pa, only these modules. A desktop's server suspends a sink nobody plays
+        // to (after 5 s); here after 1 s, so that the idle figure sees it within its window.
         m_process.start(
             QStringLiteral("pulseaudio"),
             {QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
              QStringLiteral("-n"), QStringLiteral("--use-pid-file=no"),
              QStringLiteral("--disallow-exit"), QStringLiteral("--log-target=stderr"),
              QStringLiteral("--load=") + sinkModule,
+             QStringLiteral("--load=module-suspend-on-idle timeout=1"),
              QStringLiteral("--load=module-native-protocol-unix socket=%1 auth-anonymous=1")
                  .arg(socket())});
         if (!m_process.waitForStarted(5000))
@@ -860,9 +860,8 @@ int runPass(const QString &pass, const QString &summaryPath)
     // The service plays on the event loop of this thread, as in the window.
     const auto service = klangor::createSystemSoundService(programFolder);
 
-    // The group, then a key pressed during it: the window takes it once it is back in its
-    // event loop, through the application's event filters as a real key. (Posted only now,
-    // since posted input is not held back while the group plays, unlike the window system's.)
+    // The group, then a key pressed at its end: the window takes it once the service lets the
+    // user's input through.
     const double groupStart = nowUs();
     for (std::size_t k = 0; k < group.size(); ++k)
         service->PlaySoundWait(QStringLiteral("%1.wav").arg(k + 1));

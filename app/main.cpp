@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <QApplication>
 #include <QDir>
 #include <QStandardPaths>
@@ -42,7 +43,8 @@ int main(int argc, char *argv[])
 {
     // Qt's own options (-session from a session manager, -platform, -style) still mean the
     // window; anything else is the command line.
-    const bool qtOption = argc > 1 && argv[1][0] == '-' && argv[1][1] != '-' && argv[1][1] != 0;
+    const bool qtOption = argc > 1 && argv[1][0] == '-' && argv[1][1] != '-' && argv[1][1] != 0 &&
+                          std::strcmp(argv[1], "-h") != 0;
     if (argc > 1 && !qtOption)
         return klangor::runCommandLine(argc, argv);
     g_qtHandler = qInstallMessageHandler(onQtMessage);

@@ -18,15 +18,18 @@ void runWithoutDisplay(QProcess &program, const QStringList &arguments)
     EXPECT_EQ(program.exitStatus(), QProcess::NormalExit);
 }
 
-// Without a display the program says in one German line why it cannot start.
+// Without a display the window says in one German line why it cannot start; Qt's own options
+// (a session manager's -session) mean the window too.
 TEST(Startup, WithoutADisplayOneLineAndExitCodeOne)
 {
-    QProcess program;
-    runWithoutDisplay(program, {});
-    EXPECT_EQ(program.exitCode(), 1);
-    EXPECT_EQ(QString::fromUtf8(program.readAllStandardError()),
-              QStringLiteral("Klangor braucht eine grafische Sitzung: es ist kein Bildschirm "
-                             "erreichbar.\n"));
+    for (const QStringList &arguments : {QStringList(), QStringList{"-session", "s1"}}) {
+        QProcess program;
+        runWithoutDisplay(program, arguments);
+        EXPECT_EQ(program.exitCode(), 1);
+        EXPECT_EQ(QString::fromUtf8(program.readAllStandardError()),
+                  QStringLiteral("Klangor braucht eine grafische Sitzung: es ist kein Bildschirm "
+                                 "erreichbar.\n"));
+    }
 }
 
 // The command line needs no display and writes UTF-8.

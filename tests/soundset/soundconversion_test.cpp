@@ -150,6 +150,11 @@ TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
     EXPECT_NEAR(cut[cut.size() - 111], 0.5, 1e-3); // the fade takes the last 110 samples
     EXPECT_NEAR(cut[cut.size() - 56], 0.25, 1e-2);
     EXPECT_EQ(cut.back(), 0.0);
+    // A byte rate that makes the check measure a 10 s sound short does not spare it the cut.
+    test::writeFile(dir.filePath("kurz.wav"),
+                    test::makeWav({.dataBytes = 10 * DecoderSampleRate}).replace(31, 1, "\x7f"));
+    const auto lied = convertForDecoder(dir.filePath("kurz.wav"), dir.path(), {true, true});
+    EXPECT_EQ(readSamples(lied.value()).size(), 65047u);
 
     EXPECT_FALSE(convertForDecoder(input, untouched.path(), {}, [](double) { return false; }));
     EXPECT_TRUE(QDir(untouched.path()).isEmpty());

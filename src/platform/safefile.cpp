@@ -418,7 +418,9 @@ void recoverInterruptedWrites(const QString &folder)
             QFile::remove(path);
             continue;
         }
-        if (entry.fileName().startsWith(kCommitPrefix)) {
+        // Only the batch's own folder is emptied: a link in its place may lead anywhere.
+        if (entry.fileName().startsWith(kCommitPrefix) &&
+            isDirectory(path + QStringLiteral("/new"))) {
             const QDir fresh(path + QStringLiteral("/new"));
             for (const QString &name : fresh.entryList(QDir::Files | QDir::Hidden))
                 ::rename(nativePath(fresh.filePath(name)).constData(),

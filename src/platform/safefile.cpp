@@ -211,9 +211,13 @@ int writeNew(const QString &path, const QByteArray &data)
 {
     Descriptor file(::open(nativePath(path).constData(),
                            O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0666));
-    if (!file.valid() || !writeAll(file.get(), data) || !file.close())
+    if (!file.valid())
         return errno;
-    return 0;
+    if (writeAll(file.get(), data) && file.close())
+        return 0;
+    const int error = errno;
+    ::unlink(nativePath(path).constData()); // a part-written file is not staged
+    return error;
 }
 
 } // namespace
@@ -341,7 +345,6 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
     }
     for (const auto &[name, data] : files) {
         if (const int error = writeNew(m_staging + QStringLiteral("/new/") + name, data)) {
-            discard();
             // Named after the file it was meant to replace, not the staging copy.
             return cannotWrite(QDir(m_folder).filePath(name), error);
         }

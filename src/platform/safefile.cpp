@@ -211,9 +211,13 @@ int writeNew(const QString &path, const QByteArray &data)
 {
     Descriptor file(::open(nativePath(path).constData(),
                            O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0666));
-    if (!file.valid() || !writeAll(file.get(), data) || !file.close())
+    if (!file.valid())
         return errno;
-    return 0;
+    if (writeAll(file.get(), data) && file.close())
+        return 0;
+    const int error = errno;
+    ::unlink(nativePath(path).constData()); // a part-written file is not staged
+    return error;
 }
 
 } // namespace
@@ -341,7 +345,6 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
     }
     for (const auto &[name, data] : files) {
         if (const int error = writeNew(m_staging + QStringLiteral("/new/") + name, data)) {
-            discard();
             // Named after the file it was meant to replace, not the staging copy.
             return cannotWrite(QDir(m_folder).filePath(name), error);
         }
@@ -418,7 +421,9 @@ void recoverInterruptedWrites(const QString &folder)
             QFile::remove(path);
             continue;
         }
-        if (entry.fileName().startsWith(kCommitPrefix)) {
+        // Only the batch's own folder is emptied: a link in its place may lead anywhere.
+        if (entry.fileName().startsWith(kCommitPrefix) &&
+            isDirectory(path + QStringLiteral("/new"))) {
             const QDir fresh(path + QStringLiteral("/new"));
             for (const QString &name : fresh.entryList(QDir::Files | QDir::Hidden))
                 ::rename(nativePath(fresh.filePath(name)).constData(),

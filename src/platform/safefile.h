@@ -41,7 +41,8 @@ public:
     FileBatch(const FileBatch &) = delete;
     FileBatch &operator=(const FileBatch &) = delete;
 
-    // Writes each file into the staging folder; the first failure is returned.
+    // Writes each file into the staging folder; the first failure is returned. What was staged
+    // before it stays staged, so a caller may leave out the file that failed and commit the rest.
     Status stage(const QList<std::pair<QString, QByteArray>> &files);
     Status commit();
 

@@ -79,6 +79,11 @@ void PlaybackEngine::playAndWait(std::shared_ptr<const PcmSound> sound)
         ticket = start(std::move(sound), false);
         m_chaining = !m_refused;
     }
+    // A stream that failed to start plays nothing that could be waited for.
+    if (m_refused) {
+        stop();
+        return;
+    }
     m_lastWait = ticket;
     const quint64 generation = m_generation;
     const qint64 leadFrames = leadMs * m_format.sampleRate / 1000;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <QFile>
+#include <QFileInfo>
 #include <sndfile.h>
 #include <vector>
 
@@ -13,8 +14,10 @@ namespace klangor {
 
 namespace {
 
-// Longer sounds are cut: a file of the browser could be an hour of studio audio.
+// Longer sounds are cut: a file of the browser could be an hour of studio audio, or claim
+// eight channels at 384 kHz; none takes more memory than ten minutes of 48 kHz stereo.
 constexpr qint64 maxSeconds = 600;
+constexpr qint64 maxSamples = maxSeconds * 48000 * 2;
 
 // libsndfile quietly plays what is there when a file ends inside its data chunk; such a
 // file is broken and gets the default sound instead.
@@ -45,7 +48,8 @@ bool isWaveContainer(int format)
 
 std::optional<PcmSound> decodeWaveFile(const QString &path)
 {
-    if (path.isEmpty() || dataChunkIsCut(path))
+    // A FIFO or device among the browser's files would block the window on opening.
+    if (path.isEmpty() || !QFileInfo(path).isFile() || dataChunkIsCut(path))
         return std::nullopt;
 
     SF_INFO info{};
@@ -62,7 +66,8 @@ std::optional<PcmSound> decodeWaveFile(const QString &path)
         info.samplerate < 1000 || info.samplerate > 384000 || info.frames < 0)
         return std::nullopt;
 
-    const qint64 frames = std::min<qint64>(info.frames, maxSeconds * info.samplerate);
+    const qint64 frames =
+        std::min<qint64>({info.frames, maxSeconds * info.samplerate, maxSamples / info.channels});
     PcmSound sound;
     sound.format = {info.samplerate, info.channels};
     sound.samples.resize(static_cast<std::size_t>(frames * info.channels));

@@ -144,9 +144,12 @@ bool isDecoderReady(const OpenSound &sound, bool eightBit)
     QBuffer device;
     device.setData(sound.bytes);
     device.open(QIODevice::ReadOnly);
+    // A header's byte rate can make the check measure a long sound short; libsndfile counts
+    // the frames themselves, and a file too long for the decoder is converted (and cut).
     const std::optional<qint64> ms = measureRiffWaveMilliseconds(device);
-    return !judgeWaveHeader(sound.bytes.left(36),
-                            ms ? static_cast<double>(*ms) / 1000.0 : UnknownWaveLength);
+    const double seconds = std::max(ms ? static_cast<double>(*ms) / 1000.0 : UnknownWaveLength,
+                                    static_cast<double>(sound.info.frames) / DecoderSampleRate);
+    return !judgeWaveHeader(sound.bytes.left(36), seconds);
 }
 
 struct SoxrDeleter

@@ -129,6 +129,9 @@ TEST_F(ProjectCommandLineTest, UnpackWritesOnlySafeNamesIntoItsFolder)
     ASSERT_TRUE(QDir(m_dir.path()).mkpath("ziel"));
     ASSERT_TRUE(writeFile(path("aussen/ziel.wav"), "bleibt"));
     ASSERT_EQ(::symlink("../aussen/ziel.wav", QFile::encodeName(path("ziel/link.wav"))), 0);
+    // A batch a kill left half-done, whose new files lie behind a link, is not completed.
+    ASSERT_TRUE(QDir(m_dir.path()).mkpath("ziel/.klangor-commit-x"));
+    ASSERT_EQ(::symlink("../../aussen", QFile::encodeName(path("ziel/.klangor-commit-x/new"))), 0);
 
     const test::CommandRun run = runCommand({"project", "unpack", path("fremd.spj"), path("ziel")});
     EXPECT_EQ(run.exitCode, 1);

@@ -39,8 +39,10 @@ public:
 
     bool start(FrameSource &source, const PcmFormat &format) override
     {
-        if (!m_opens)
+        if (!m_opens) { // as a server that went away: nothing more is read
+            m_timer.stop();
             return false;
+        }
         if (!m_source || format != m_format) {
             m_recording.emplace_back();
             m_clock.start();
@@ -50,6 +52,7 @@ public:
         m_timer.start(1);
         return true;
     }
+    void setOpens(bool opens) { m_opens = opens; }
     qint64 heardPosition() override
     {
         return std::max<qint64>(0, taken() - lagMs * m_format.sampleRate / 1000);

@@ -58,6 +58,18 @@ TEST(PlaybackEngine, GroupSoundsJoinBackToBackAndInputWaitsForTheLastSample)
     EXPECT_EQ(rig.find(c, start), start + 1540);
 }
 
+TEST(PlaybackEngine, AnOutputThatStopsOpeningHoldsNothingUp)
+{
+    Rig rig;
+    rig.engine->playAndWait(rampSound(300, 1));
+    rig.output->setOpens(false); // the server went away in mid-group
+    QElapsedTimer clock;
+    clock.start();
+    rig.engine->playAndWait(rampSound(3 * 11025, 1000));
+    QCoreApplication::processEvents();
+    EXPECT_LT(clock.elapsed(), 1000); // not the sound's 3 s and more
+}
+
 TEST(PlaybackEngine, StartingASoundDropsTheOnePlaying)
 {
     // first and second sound: true plays it as a group sound, false as a loop

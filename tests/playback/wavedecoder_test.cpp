@@ -50,6 +50,13 @@ TEST(LoadSoundOrDefault, DecodesTheSamplesOrGivesTheDefaultSound)
         EXPECT_EQ(sound->format, (PcmFormat{11025, 1}));
         EXPECT_EQ(sound->samples, samples);
     }
+    // A FIFO is not waited on; a sparse file of eight channels at 384 kHz is cut.
+    ASSERT_EQ(::mkfifo(QFile::encodeName(dir.filePath("fifo")).constData(), 0600), 0);
+    EXPECT_EQ(loadSoundOrDefault(dir.filePath("fifo"))->samples, chime);
+    const QByteArray header = test::makeWav({8, 384000, 16, 0}).replace(40, 4, "\0\0\x80\x0c"_ba);
+    QFile huge(dir.filePath("huge"));
+    ASSERT_TRUE(huge.open(QIODevice::WriteOnly) && huge.write(header) && huge.resize(210 << 20));
+    EXPECT_EQ(loadSoundOrDefault(huge.fileName())->samples.size(), 600u * 48000 * 2);
 }
 
 } // namespace

@@ -150,6 +150,11 @@ TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
     EXPECT_NEAR(cut[cut.size() - 111], 0.5, 1e-3); // the fade takes the last 110 samples
     EXPECT_NEAR(cut[cut.size() - 56], 0.25, 1e-2);
     EXPECT_EQ(cut.back(), 0.0);
+    // A byte rate that makes the check measure a 10 s sound short does not spare it the cut.
+    test::writeFile(dir.filePath("kurz.wav"),
+                    test::makeWav({.dataBytes = 10 * DecoderSampleRate}).replace(31, 1, "\x7f"));
+    const auto lied = convertForDecoder(dir.filePath("kurz.wav"), dir.path(), {true, true});
+    EXPECT_EQ(readSamples(lied.value()).size(), 65047u);
 
     EXPECT_FALSE(convertForDecoder(input, untouched.path(), {}, [](double) { return false; }));
     EXPECT_TRUE(QDir(untouched.path()).isEmpty());
@@ -195,8 +200,12 @@ TEST(SoundConversion, ABatchWritesWhatConvertsAndTellsWhyTheRestDoesNot)
     const QString flac =
         writeSound(dir.filePath("ton.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 8000, 1);
     const QString again = writeSound(dir.filePath("zwei.wav"), pcm, 48000, 1, 3000, 0.9, 0, 6);
-    const QList<Result<QString>> results = convertAllForDecoder({wav, text, flac, again}, out, {});
-    ASSERT_EQ(results.size(), 4);
+    // Its result's name is too long to be written, after another result was staged.
+    const QString tooLong = writeSound(dir.filePath(QString(245, 'x') + ".wav"), pcm, 8000, 1);
+    const QList<Result<QString>> results =
+        convertAllForDecoder({wav, text, flac, again, tooLong}, out, {});
+    ASSERT_EQ(results.size(), 5);
+    EXPECT_TRUE(results[4].error().text.contains("Der Name ist zu lang"));
     EXPECT_EQ(results[0].value(), out + "/ton_decoder.wav");
     EXPECT_TRUE(results[1].error().text.contains("keine lesbare Tondatei"));
     EXPECT_TRUE(results[2].error().text.contains("„ton_decoder.wav“ entstünde schon"));

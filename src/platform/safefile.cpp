@@ -111,6 +111,15 @@ bool isDirectory(const QString &path)
     return ::lstat(nativePath(path).constData(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+// A device node lies at path. Writing there would replace the node (as root, one of /dev), so
+// nothing is written; a FIFO or a socket is replaced like a file.
+bool isDevice(const QString &path)
+{
+    struct stat st;
+    return ::lstat(nativePath(path).constData(), &st) == 0 &&
+           (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode));
+}
+
 // An entry other than a folder (a file, a link, ...) lies at path; a link is not followed.
 bool holdsNonFolder(const QString &path)
 {
@@ -188,6 +197,8 @@ int replaceFile(const QString &path, const QByteArray &data)
     const QString folder = QFileInfo(path).absolutePath();
     if (isDirectory(path))
         return EISDIR;
+    if (isDevice(path))
+        return ENODEV;
     TempFile temp = createTemp(folder);
     Descriptor file(temp.fd);
     if (!file.valid())
@@ -238,6 +249,8 @@ QString systemReason(int errorNumber)
         return QStringLiteral("Die Datei oder der Ordner existiert nicht.");
     case EISDIR:
         return QStringLiteral("An dieser Stelle liegt ein Ordner.");
+    case ENODEV:
+        return QStringLiteral("An dieser Stelle liegt ein Gerät, keine Datei.");
     case ENOTDIR:
         return QStringLiteral("Ein Teil des Pfades ist kein Ordner.");
     case ENAMETOOLONG:
@@ -344,6 +357,8 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
         m_staging = staging;
     }
     for (const auto &[name, data] : files) {
+        if (isDevice(QDir(m_folder).filePath(name)))
+            return cannotWrite(QDir(m_folder).filePath(name), ENODEV);
         if (const int error = writeNew(m_staging + QStringLiteral("/new/") + name, data)) {
             // Named after the file it was meant to replace, not the staging copy.
             return cannotWrite(QDir(m_folder).filePath(name), error);

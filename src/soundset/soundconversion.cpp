@@ -125,8 +125,10 @@ Result<std::unique_ptr<OpenSound>> openSound(const QString &input)
         return refused(input, QStringLiteral("Sie ist keine lesbare Tondatei."));
     if (info.channels < 1 || info.channels > MaxChannels || info.samplerate < MinSampleRate ||
         info.samplerate > MaxSampleRate)
-        return refused(input, QStringLiteral("Ton mit %1 Kanälen und %2 Hz wird nicht unterstützt.")
-                                  .arg(info.channels)
+        return refused(input, QStringLiteral("Ton mit %1 und %2 Hz wird nicht unterstützt.")
+                                  .arg(info.channels == 1
+                                           ? QStringLiteral("einem Kanal")
+                                           : QStringLiteral("%1 Kanälen").arg(info.channels))
                                   .arg(info.samplerate));
     if (info.frames <= 0)
         return refused(input, QStringLiteral("Sie enthält keinen Ton."));

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 #include <QTemporaryDir>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace klangor {
@@ -160,7 +162,10 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
     ASSERT_TRUE(QDir(m_dir.path()).mkdir("halb"));
     ASSERT_TRUE(writeFile(path("halb/sound.arr"), soundArr({{3, "a.wav"}})));
     ASSERT_TRUE(writeFile(path("halb/cvlist.dat"), ""));
-    const QList<std::pair<QStringList, QString>> cases = {
+    ASSERT_TRUE(QDir(m_dir.path()).mkdir("ganz"));
+    ASSERT_TRUE(writeFile(path("ganz/sound.arr"), soundArr({})));
+    ASSERT_TRUE(writeFile(path("ganz/cvlist.dat"), ""));
+    QList<std::pair<QStringList, QString>> cases = {
         {{"project", "show", path("fehlt.spj")}, "kann nicht geöffnet werden"},
         {{"project", "show", path("ohne-arr.spj")}, "enthält keine sound.arr"},
         {{"project", "unpack", path("ohne-arr.spj"), path("aus")}, "enthält keine sound.arr"},
@@ -168,6 +173,11 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
         {{"project", "pack", path("halb"), path("p.spj")}, "3.wav"},
         {{"project", "pack", path("nichts"), path("p.spj")}, "gibt es nicht"},
     };
+    // As root a device node can stand where the project goes; it is never replaced.
+    const QByteArray node = QFile::encodeName(path("geraet.spj"));
+    const bool device = ::mknod(node.constData(), S_IFCHR | 0666, makedev(1, 3)) == 0;
+    if (device)
+        cases.append({{"project", "pack", path("ganz"), path("geraet.spj")}, "ein Gerät"});
     for (const auto &[arguments, reason] : cases) {
         const test::CommandRun run = runCommand(arguments);
         EXPECT_EQ(run.exitCode, 1) << reason.toStdString();
@@ -178,6 +188,8 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
     EXPECT_FALSE(QFileInfo::exists(path("p.spj")));
     EXPECT_FALSE(QFileInfo::exists(path("aus")));
     EXPECT_EQ(QDir(path("halb")).entryList(QDir::Files), QStringList({"cvlist.dat", "sound.arr"}));
+    struct stat st;
+    EXPECT_TRUE(!device || (::lstat(node.constData(), &st) == 0 && S_ISCHR(st.st_mode)));
 }
 
 } // namespace

@@ -225,7 +225,7 @@ TEST(SoundConversion, BadInputsAreRefusedNamingTheFileAndTheReason)
         {"text.wav", "Dies ist kein Ton.\n", "keine lesbare Tondatei"},
         {"kopf.wav", test::makeWav({.sampleRate = 44100}).left(30), "keine lesbare Tondatei"},
         {"stumm.wav", test::makeWav({.sampleRate = 44100, .dataBytes = 0}), "enthält keinen Ton"},
-        {"500hz.wav", test::makeWav({.sampleRate = 500}), "mit 1 Kanälen und 500 Hz"},
+        {"500hz.wav", test::makeWav({.sampleRate = 500}), "mit einem Kanal und 500 Hz"},
         {"ordner.wav", "", "keine gewöhnliche Datei"}, // the folder stays: it cannot be written
     };
     for (const auto &[name, bytes, reason] : cases) {

@@ -213,6 +213,16 @@ int runProjectPack(const CommandArguments &arguments, Console &console)
     const Result<ProjectRecords> records = collectProjectRecords(folder, names, false);
     if (!records)
         return fail(console, records.error());
+    // A folder from someone else may link to the packer's own files (a key, a letter); a
+    // project to be shared takes only what lies in the folder itself.
+    const QString inside = QDir(folder).canonicalPath() + QLatin1Char('/');
+    for (const ProjectRecord &record : records.value()) {
+        const QFileInfo file(QDir(folder).filePath(record.name.section(QLatin1Char('\\'), -1)));
+        if (file.isSymLink() && !file.canonicalFilePath().startsWith(inside))
+            return fail(console, {QStringLiteral("„%1“ ist eine Verknüpfung nach außerhalb des "
+                                                 "Ordners und wird nicht eingepackt.")
+                                      .arg(QDir::toNativeSeparators(file.filePath()))});
+    }
     if (const Status written = writeProjectFile(arguments.positional.at(1), records.value());
         !written)
         return fail(console, written.error());

@@ -165,6 +165,9 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
     ASSERT_TRUE(QDir(m_dir.path()).mkdir("ganz"));
     ASSERT_TRUE(writeFile(path("ganz/sound.arr"), soundArr({})));
     ASSERT_TRUE(writeFile(path("ganz/cvlist.dat"), ""));
+    ASSERT_TRUE(QDir(m_dir.path()).mkdir("fremd"));
+    ASSERT_TRUE(writeFile(path("fremd/sound.arr"), soundArr({})) && writeFile(path("geheim"), "x"));
+    ASSERT_TRUE(QFile::link(path("geheim"), path("fremd/cvlist.dat")));
     QList<std::pair<QStringList, QString>> cases = {
         {{"project", "show", path("fehlt.spj")}, "kann nicht geöffnet werden"},
         {{"project", "show", path("ohne-arr.spj")}, "enthält keine sound.arr"},
@@ -172,6 +175,7 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
         {{"project", "pack", path("leer"), path("p.spj")}, "sound.arr"},
         {{"project", "pack", path("halb"), path("p.spj")}, "3.wav"},
         {{"project", "pack", path("nichts"), path("p.spj")}, "gibt es nicht"},
+        {{"project", "pack", path("fremd"), path("p.spj")}, "Verknüpfung nach außerhalb"},
     };
     // As root a device node can stand where the project goes; it is never replaced.
     const QByteArray node = QFile::encodeName(path("geraet.spj"));

@@ -14,8 +14,6 @@ namespace klangor {
 
 namespace {
 
-const QString kSoundArr = QStringLiteral("sound.arr");
-const QString kCvList = QStringLiteral("cvlist.dat");
 const QString kEmpty = QStringLiteral("-");
 
 int fail(Console &console, const UserMessage &message)
@@ -36,11 +34,11 @@ Result<OpenedProject> openProject(const QString &path)
     Result<LoadedProject> project = readProjectFile(path);
     if (!project)
         return project.error();
-    const QByteArray *soundArr = project.value().file(kSoundArr);
+    const QByteArray *soundArr = project.value().file(SoundArrFileName);
     if (!soundArr)
         return UserMessage{
             QStringLiteral("Das Sound Projekt „%1“ enthält keine %2 und damit keine Slot-Belegung.")
-                .arg(QDir::toNativeSeparators(path), kSoundArr)};
+                .arg(QDir::toNativeSeparators(path), SoundArrFileName)};
     SlotFileNames names;
     if (const Status read = readSlotNames(*soundArr, names); !read)
         return read.error();
@@ -74,7 +72,7 @@ QString unsafeNameReason(const QString &name)
         return names;
     }();
     if (devices.contains(name.section(QLatin1Char('.'), 0, 0).trimmed(), Qt::CaseInsensitive) ||
-        name.startsWith(SafeFilePrefix) || name.compare(kCvList, Qt::CaseInsensitive) == 0)
+        name.startsWith(SafeFilePrefix) || name.compare(CvListFileName, Qt::CaseInsensitive) == 0)
         return QStringLiteral("Der Name ist vorbehalten.");
     return {};
 }
@@ -107,10 +105,11 @@ UnpackPlan planUnpack(const LoadedProject &project, const SlotFileNames &names)
         taken.insert(name, n);
         plan.files.append({name, *data});
     }
-    if (const QByteArray *cv = project.file(kCvList))
-        plan.files.append({kCvList, *cv});
+    if (const QByteArray *cv = project.file(CvListFileName))
+        plan.files.append({CvListFileName, *cv});
     else
-        plan.refused.append(QStringLiteral("Das Sound Projekt enthält keine %1.").arg(kCvList));
+        plan.refused.append(
+            QStringLiteral("Das Sound Projekt enthält keine %1.").arg(CvListFileName));
     return plan;
 }
 
@@ -160,7 +159,7 @@ int runProjectShow(const CommandArguments &arguments, Console &console)
     }
     console.out << "gesamt\t" << totalMs << '\t' << totalBytes << '\n';
 
-    if (const QByteArray *cv = project.file(kCvList)) {
+    if (const QByteArray *cv = project.file(CvListFileName)) {
         QStringList lines = cvTextFromBytes(*cv).split(QLatin1Char('\n'));
         if (lines.constLast().isEmpty())
             lines.removeLast();
@@ -204,7 +203,7 @@ int runProjectPack(const CommandArguments &arguments, Console &console)
         return fail(console, {QStringLiteral("Den Ordner „%1“ gibt es nicht.")
                                   .arg(QDir::toNativeSeparators(folder))});
     const Result<QByteArray> soundArr =
-        readRegularFile(QDir(folder).filePath(kSoundArr), MaxArrayFileBytes);
+        readRegularFile(QDir(folder).filePath(SoundArrFileName), MaxArrayFileBytes);
     if (!soundArr)
         return fail(console, soundArr.error());
     SlotFileNames names;

@@ -4,15 +4,13 @@
 #include "platform/safefile.h"
 #include "programming/cvlistfile.h"
 #include "project/arrayfile.h"
+#include "project/soundprojectfile.h"
 
 #include <QDir>
 
 namespace klangor {
 
 namespace {
-
-const QString kSoundArr = QStringLiteral("sound.arr");
-const QString kCvList = QStringLiteral("cvlist.dat");
 
 StringArray toArray(const SlotFileNames &names)
 {
@@ -54,9 +52,9 @@ void ProjectCommands::report(const UserMessage &error, const QString &title)
 
 bool ProjectCommands::writeWorkingLists()
 {
-    Status written = saveCvText(programFile(kCvList), m_host->cvText());
+    Status written = saveCvText(programFile(CvListFileName), m_host->cvText());
     if (written)
-        written = WriteArrayFile(programFile(kSoundArr), toArray(m_host->slotFileNames()));
+        written = WriteArrayFile(programFile(SoundArrFileName), toArray(m_host->slotFileNames()));
     if (!written)
         report(written.error(), SaveTitle);
     return written.ok();
@@ -110,9 +108,10 @@ void ProjectCommands::saveAs()
 Result<SlotFileNames> ProjectCommands::restoredNames(const LoadedProject &project) const
 {
     // A project without its own list leaves the one in the folder to be read.
-    const QByteArray *carried = project.file(kSoundArr);
-    Result<QByteArray> bytes = carried ? Result<QByteArray>(*carried)
-                                       : readRegularFile(programFile(kSoundArr), MaxProjectBytes);
+    const QByteArray *carried = project.file(SoundArrFileName);
+    Result<QByteArray> bytes =
+        carried ? Result<QByteArray>(*carried)
+                : readRegularFile(programFile(SoundArrFileName), MaxProjectBytes);
     if (!bytes)
         return bytes.error();
     SlotFileNames names = m_host->slotFileNames();
@@ -123,9 +122,9 @@ Result<SlotFileNames> ProjectCommands::restoredNames(const LoadedProject &projec
 
 Result<QString> ProjectCommands::restoredCvText(const LoadedProject &project) const
 {
-    if (const QByteArray *carried = project.file(kCvList))
+    if (const QByteArray *carried = project.file(CvListFileName))
         return cvTextFromBytes(*carried);
-    return loadCvText(programFile(kCvList));
+    return loadCvText(programFile(CvListFileName));
 }
 
 void ProjectCommands::open()

@@ -15,10 +15,6 @@ namespace klangor {
 
 namespace {
 
-const QString kPlaceholderName = QStringLiteral("placeholder.dat");
-const QString kSoundArrName = QStringLiteral("sound.arr");
-const QString kCvListName = QStringLiteral("cvlist.dat");
-
 QString shownName(const QString &path)
 {
     return QDir::toNativeSeparators(path);
@@ -52,7 +48,7 @@ Kind kindOf(const QString &path)
 Result<QByteArray> collectFile(const QString &path, qint64 limit, bool createMissing)
 {
     const Kind kind = kindOf(path);
-    const bool placeholder = path.endsWith(QLatin1Char('/') + kPlaceholderName);
+    const bool placeholder = path.endsWith(QLatin1Char('/') + PlaceholderFileName);
     if (!createMissing && placeholder && kind != Kind::Regular)
         return QByteArray();
     if (createMissing && (kind == Kind::Missing || (kind == Kind::Other && placeholder))) {
@@ -79,7 +75,7 @@ QString restoredFileName(const QString &recordName)
     const qsizetype separator = std::max(recordName.lastIndexOf(QLatin1Char('\\')),
                                          recordName.lastIndexOf(QLatin1Char('/')));
     const QString name = recordName.mid(separator + 1);
-    if (name == kPlaceholderName || name == kSoundArrName || name == kCvListName)
+    if (name == PlaceholderFileName || name == SoundArrFileName || name == CvListFileName)
         return name;
     static const QRegularExpression working(QStringLiteral("^(0|[1-9][0-9]?)\\.wav$"));
     const QRegularExpressionMatch match = working.match(name);
@@ -163,9 +159,9 @@ Result<ProjectRecords> collectProjectRecords(const QString &folder, const SlotFi
     std::array<QString, ProjectRecordCount> bareNames;
     for (int i = 0; i <= SlotFileNames::UpperBound; ++i)
         bareNames[static_cast<std::size_t>(i)] =
-            names.isAssigned(i) ? workingFileName(i) : kPlaceholderName;
-    bareNames[SoundArrRecord] = kSoundArrName;
-    bareNames[CvListRecord] = kCvListName;
+            names.isAssigned(i) ? workingFileName(i) : PlaceholderFileName;
+    bareNames[SoundArrRecord] = SoundArrFileName;
+    bareNames[CvListRecord] = CvListFileName;
 
     // The whole project is held in memory before the first byte is written.
     ProjectRecords records;
@@ -210,7 +206,7 @@ Result<LoadedProject> readProjectFile(const QString &projectPath)
 
 Status readSlotNames(const QByteArray &soundArr, SlotFileNames &names)
 {
-    const Result<StringArray> array = parseArrayFile(soundArr, kSoundArrName);
+    const Result<StringArray> array = parseArrayFile(soundArr, SoundArrFileName);
     if (!array)
         return array.error();
     const StringArray &restored = array.value();
@@ -219,7 +215,7 @@ Status readSlotNames(const QByteArray &soundArr, SlotFileNames &names)
     if (!fits)
         return UserMessage{QStringLiteral("Die Datei „%1“ enthält keine Slot-Belegung (erwartet: "
                                           "eine Liste der Soundnummern 0 bis 87).")
-                               .arg(kSoundArrName)};
+                               .arg(SoundArrFileName)};
     const ArrayBounds bounds = restored.bounds().constFirst();
     for (qint32 i = bounds.lower; i <= bounds.upper; ++i)
         names.set(i, restored.at({i}));

@@ -22,6 +22,11 @@ inline constexpr int ProjectRecordCount = 90;
 inline constexpr int SoundArrRecord = 88;
 inline constexpr int CvListRecord = 89;
 
+// The program's own files in its folder, besides the working files.
+inline const QString PlaceholderFileName = QStringLiteral("placeholder.dat");
+inline const QString SoundArrFileName = QStringLiteral("sound.arr");
+inline const QString CvListFileName = QStringLiteral("cvlist.dat");
+
 using ProjectFileList = std::array<QString, ProjectRecordCount>;
 using ProjectRecords = std::array<ProjectRecord, ProjectRecordCount>;
 

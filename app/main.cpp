@@ -1,4 +1,5 @@
 #include "cli/commandline.h"
+#include "common/version.h"
 #include "platform/programfolder.h"
 #include "platform/safefile.h"
 #include "platform/systeminfo.h"

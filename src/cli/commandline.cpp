@@ -265,14 +265,6 @@ int runCommand(const CommandLineCommand &command, const QStringList &rest, Conso
 
 } // namespace
 
-QString programVersion()
-{
-    return QStringLiteral("%1.%2.%3")
-        .arg(KLANGOR_VERSION_MAJOR)
-        .arg(KLANGOR_VERSION_MINOR)
-        .arg(KLANGOR_VERSION_PATCH);
-}
-
 QString outputField(const QString &text)
 {
     QString field;

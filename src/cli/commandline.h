@@ -1,5 +1,7 @@
 #pragma once
 
+#include "common/version.h"
+
 #include <QHash>
 #include <QList>
 #include <QString>
@@ -50,9 +52,6 @@ struct CommandLineCommand
     int maxArguments = -1; // -1: any number
     int (*run)(const CommandArguments &arguments, Console &console) = nullptr;
 };
-
-// "1.0.0"
-QString programVersion();
 
 // The program's commands.
 const QList<CommandLineCommand> &commandLineCommands();

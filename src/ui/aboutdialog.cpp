@@ -1,5 +1,6 @@
 #include "ui/aboutdialog.h"
 
+#include "common/version.h"
 #include "platform/messagebox.h"
 #include "platform/systeminfo.h"
 
@@ -75,11 +76,8 @@ frmAbout::frmAbout(ProgramLauncher *launcher, MessagePresenter *messages, QWidge
     titleFont.setPointSizeF(titleFont.pointSizeF() * 1.6);
     titleFont.setBold(true);
     lblTitle->setFont(titleFont);
-    const QString version = QStringLiteral("Version %1.%2.%3")
-                                .arg(KLANGOR_VERSION_MAJOR)
-                                .arg(KLANGOR_VERSION_MINOR)
-                                .arg(KLANGOR_VERSION_PATCH);
-    placedLabel(version, this, 72, 44, 330, 18)->setObjectName(QStringLiteral("lblVersion"));
+    placedLabel(QStringLiteral("Version ") + programVersion(), this, 72, 44, 330, 18)
+        ->setObjectName(QStringLiteral("lblVersion"));
 
     const std::array<QString, 6> contact = {
         QStringLiteral("Tönwerk Modellbahn-Elektronik GmbH"),

@@ -1,5 +1,5 @@
+#include "platform/fakeplatform.h"
 #include "platform/systeminfo.h"
-#include "support/fakes.h"
 
 #include <gtest/gtest.h>
 

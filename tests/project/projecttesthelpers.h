@@ -1,7 +1,7 @@
 #pragma once
 
+#include "project/fakeprojectdialogs.h"
 #include "project/projectcommands.h"
-#include "support/fakes.h"
 #include "support/printers.h"
 
 #include <QByteArray>

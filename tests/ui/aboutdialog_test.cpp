@@ -1,4 +1,4 @@
-#include "support/fakes.h"
+#include "platform/fakeplatform.h"
 #include "ui/aboutdialog.h"
 #include "ui/qtmessagepresenter.h"
 

@@ -1,6 +1,7 @@
 // Renders the main window in a few typical states to PNG files, for looking at the layout
 // without a display: klangor_windowshots <output folder>
 #include "platform/messagebox.h"
+#include "platform/programfiles.h"
 #include "platform/systeminfo.h"
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
@@ -45,11 +46,11 @@ public:
 class NoDialogs final : public ProjectDialogs
 {
 public:
-    QString ShowOpenDialog(const QString &, const QString &, const QString &) override
+    QString ShowOpenDialog(const FileFilter &, const QString &, const QString &) override
     {
         return {};
     }
-    QString ShowSaveDialog(const QString &, const QString &, const QString &) override
+    QString ShowSaveDialog(const FileFilter &, const QString &, const QString &) override
     {
         return {};
     }
@@ -84,9 +85,9 @@ int main(int argc, char **argv)
 
     // The CV default files lie beside this program in the build's program folder.
     QTemporaryDir program, sounds;
-    for (const char *cv : {"cvdiesele.dat", "cvdampf.dat", "cvselectrix.dat"})
-        QFile::copy(QDir(QCoreApplication::applicationDirPath()).filePath(QString::fromUtf8(cv)),
-                    program.filePath(QString::fromUtf8(cv)));
+    for (const QString &cv : klangor::cvDefaultFileNames())
+        QFile::copy(QDir(QCoreApplication::applicationDirPath()).filePath(cv),
+                    program.filePath(cv));
     for (const char *name :
          {"Anfahren.wav", "Bremsen.wav", "Glocke.wav", "Pfiff lang.wav", "Zischen.wav"}) {
         QFile file(sounds.filePath(QString::fromUtf8(name)));

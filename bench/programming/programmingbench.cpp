@@ -1,5 +1,6 @@
 // CPU time of this program while a programming run waits for a 5-second tool.
 // The tool's own time is not counted: it is another process.
+#include "platform/programfiles.h"
 #include "platform/toolprocess.h"
 #include "programming/programmingrun.h"
 
@@ -39,10 +40,10 @@ int main(int argc, char **argv)
     const QDir bin(QCoreApplication::applicationDirPath());
     QTemporaryDir folder;
     if (!folder.isValid() ||
-        !copyInto(bin.filePath(QStringLiteral("sndburn.exe")),
-                  folder.filePath(QStringLiteral("sndburn.exe"))) ||
-        !copyInto(bin.filePath(QStringLiteral("cvdiesele.dat")),
-                  folder.filePath(QStringLiteral("cvlist.dat")))) {
+        !copyInto(bin.filePath(klangor::SoundToolFileName),
+                  folder.filePath(klangor::SoundToolFileName)) ||
+        !copyInto(bin.filePath(klangor::CvDieselFileName),
+                  folder.filePath(klangor::CvListFileName))) {
         std::fprintf(stderr, "cannot prepare the program folder from %s\n", qPrintable(bin.path()));
         return 1;
     }
@@ -56,6 +57,9 @@ int main(int argc, char **argv)
     QObject::connect(&timer, &QTimer::timeout, &run, &klangor::ProgrammingRun::tick);
     QObject::connect(&run, &klangor::ProgrammingRun::timerActiveChanged, &timer,
                      [&timer](bool active) { active ? timer.start() : timer.stop(); });
+    QString status;
+    QObject::connect(&run, &klangor::ProgrammingRun::statusTextChanged, &run,
+                     [&status](const QString &text) { status = text; });
     int ticks = 0;
     QObject::connect(&run, &klangor::ProgrammingRun::progressValueChanged, &run,
                      [&ticks] { ++ticks; });
@@ -68,7 +72,7 @@ int main(int argc, char **argv)
     const double wallSeconds = static_cast<double>(wall.elapsed()) / 1000.0;
     const double cpu = cpuSeconds() - cpuBefore;
 
-    std::printf("status: %s\n", qPrintable(run.statusText()));
+    std::printf("status: %s\n", qPrintable(status));
     std::printf("wall: %.2f s, ticks: %d, own CPU: %.4f s\n", wallSeconds, ticks, cpu);
     std::printf("CPU use while waiting: %.3f %% of one core (target < 2 %%)\n",
                 100.0 * cpu / wallSeconds);

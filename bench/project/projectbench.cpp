@@ -77,11 +77,11 @@ private:
 class ScriptedDialogs final : public ProjectDialogs
 {
 public:
-    QString ShowOpenDialog(const QString &, const QString &, const QString &) override
+    QString ShowOpenDialog(const FileFilter &, const QString &, const QString &) override
     {
         return answer;
     }
-    QString ShowSaveDialog(const QString &, const QString &, const QString &) override
+    QString ShowSaveDialog(const FileFilter &, const QString &, const QString &) override
     {
         return answer;
     }

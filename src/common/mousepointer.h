@@ -2,12 +2,12 @@
 
 namespace klangor {
 
-// The window's pointer codes: the numbers are the ones the window has always used.
+// What the mouse pointer tells the user; the window picks the cursor for each.
 enum class MousePointer
 {
-    Default = 0,
-    Hourglass = 11,      // a project is being written
-    ArrowHourglass = 13, // a loop or a group is playing
+    Idle,
+    Busy,    // a project is being written, a sound converted: wait
+    Playing, // a loop or a group is playing
 };
 
 } // namespace klangor

@@ -1,5 +1,6 @@
 #include "platform/programfolder.h"
 
+#include "platform/programfiles.h"
 #include "platform/safefile.h"
 
 #include <algorithm>
@@ -17,12 +18,6 @@ namespace {
 constexpr qint64 MaxCvDefaultBytes = qint64(16) << 20;
 
 } // namespace
-
-QStringList cvDefaultFileNames()
-{
-    return {QStringLiteral("cvdiesele.dat"), QStringLiteral("cvdampf.dat"),
-            QStringLiteral("cvselectrix.dat")};
-}
 
 bool isWritableFolder(const QString &folder)
 {

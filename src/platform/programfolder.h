@@ -7,9 +7,6 @@
 
 namespace klangor {
 
-// The CV default files that lie beside the program.
-QStringList cvDefaultFileNames();
-
 // The folder the program works in. The executable's own folder when the CV default files lie
 // beside it and it can be written (a build, or a copy unpacked somewhere of the user's);
 // otherwise (an installed program, even when run by root) a per-user folder that is created

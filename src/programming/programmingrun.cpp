@@ -1,5 +1,6 @@
 #include "programming/programmingrun.h"
 
+#include "platform/programfiles.h"
 #include "platform/toolprocess.h"
 #include "programming/soundlist.h"
 
@@ -12,9 +13,8 @@ ToolCommand toolCommand(bool selectrix, int comPort)
 {
     const QString port = QString::number(comPort);
     if (selectrix)
-        return {QStringLiteral("cvburn.exe"), {port, QStringLiteral("cvlist.dat")}};
-    return {QStringLiteral("sndburn.exe"),
-            {port, QStringLiteral("soundlist.dat"), QStringLiteral("cvlist.dat")}};
+        return {CvToolFileName, {port, CvListFileName}};
+    return {SoundToolFileName, {port, SoundListFileName, CvListFileName}};
 }
 
 namespace {
@@ -154,7 +154,6 @@ void ProgrammingRun::stopWaiting()
 
 void ProgrammingRun::setStatusText(const QString &text)
 {
-    m_statusText = text;
     emit statusTextChanged(text); // also when unchanged: the window repaints at once
 }
 

@@ -59,7 +59,6 @@ public:
     // One step of the progress bar; wraps to 0 at the maximum.
     void tick();
 
-    const QString &statusText() const { return m_statusText; }
     // Every text the run can put on the status line.
     static QStringList statusTexts();
 
@@ -88,7 +87,6 @@ private:
     bool m_startFailed = false;
     int m_exitCode = 0;
 
-    QString m_statusText;
     int m_progressValue = 0;
     bool m_progressVisible = false;
     bool m_timerActive = false;

@@ -1,5 +1,6 @@
 #include "programming/soundlist.h"
 
+#include "platform/programfiles.h"
 #include "platform/safefile.h"
 
 #include <QDir>
@@ -13,7 +14,7 @@ QByteArray soundListBytes(const SlotFileNames &names, int memoryMBit)
         bytes += "**16MBit\r\n";
     for (int n = 0; n < SlotFileNames::Count; ++n) {
         // Only whether a name is there counts, not what it says.
-        const QByteArray file = names.isAssigned(n) ? QByteArray::number(n) + ".wav" : "---";
+        const QByteArray file = names.isAssigned(n) ? workingFileName(n).toLatin1() : "---";
         bytes += QByteArray::number(n).rightJustified(2, '0') + ": " + file + "\r\n";
     }
     return bytes;
@@ -21,7 +22,7 @@ QByteArray soundListBytes(const SlotFileNames &names, int memoryMBit)
 
 void WriteSoundList(const QString &programFolder, const SlotFileNames &names, int memoryMBit)
 {
-    const QString path = QDir(programFolder).filePath(QStringLiteral("soundlist.dat"));
+    const QString path = QDir(programFolder).filePath(SoundListFileName);
     ClearReadOnly(path); // also lets pending window events run once, as a cancel may be
     // Ignored on purpose: the tool reports a list it cannot read.
     static_cast<void>(writeFileSafely(path, soundListBytes(names, memoryMBit)));

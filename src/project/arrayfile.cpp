@@ -135,11 +135,6 @@ const QString &StringArray::at(std::initializer_list<qint32> index) const
     return m_elements.at(storageIndex(index).value());
 }
 
-void StringArray::set(std::initializer_list<qint32> index, const QString &value)
-{
-    m_elements[storageIndex(index).value()] = value;
-}
-
 qint16 CountDimensions(const StringArray &value)
 {
     return static_cast<qint16>(value.dimensionCount());
@@ -182,18 +177,6 @@ Status WriteArrayFile(const QString &path, const StringArray &values)
         return bytes.error();
     // A whole new file replaces the old one, so no byte of a longer old file survives.
     return writeFileSafely(path, bytes.value());
-}
-
-Status ReadArrayFile(const QString &path, StringArray &values)
-{
-    const Result<QByteArray> bytes = readRegularFile(path, MaxArrayFileBytes);
-    if (!bytes)
-        return bytes.error();
-    Result<StringArray> array = parseArrayFile(bytes.value(), path);
-    if (!array)
-        return array.error();
-    values = std::move(array).value();
-    return {};
 }
 
 Result<StringArray> parseArrayFile(const QByteArray &bytes, const QString &fileName)

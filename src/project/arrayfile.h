@@ -44,7 +44,6 @@ public:
     // range.
     std::optional<qsizetype> storageIndex(std::initializer_list<qint32> index) const;
     const QString &at(std::initializer_list<qint32> index) const;
-    void set(std::initializer_list<qint32> index, const QString &value);
 
     const QStringList &elements() const { return m_elements; }
     void setElement(qsizetype storageIndex, const QString &value)
@@ -69,9 +68,6 @@ qint16 CountDimensions(const StringArray &value);
 // Writes the whole file or nothing: more than ten dimensions and arrays without storage are
 // refused before the file is touched; an existing file is replaced whole.
 Status WriteArrayFile(const QString &path, const StringArray &values);
-
-// Replaces values with the stored array only when the whole file could be read.
-Status ReadArrayFile(const QString &path, StringArray &values);
 
 // The array file image, as WriteArrayFile would write it.
 Result<QByteArray> arrayFileBytes(const StringArray &values);

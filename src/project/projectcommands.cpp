@@ -62,9 +62,9 @@ bool ProjectCommands::writeWorkingLists()
 
 void ProjectCommands::saveProjectFile(const QString &projectPath)
 {
-    m_host->setMousePointer(MousePointer::Hourglass);
+    m_host->setMousePointer(MousePointer::Busy);
     const Status saved = m_projects.SaveProject(projectPath, m_host->slotFileNames());
-    m_host->setMousePointer(MousePointer::Default);
+    m_host->setMousePointer(MousePointer::Idle);
     if (!saved) {
         report(saved.error(), SaveTitle);
         return;

@@ -37,7 +37,8 @@ public:
 class ProjectCommands
 {
 public:
-    static inline const QString Filter = QStringLiteral("*.spj (Sounds)|*.spj");
+    static inline const FileFilter Filter = {QStringLiteral("*.spj (Sounds)"),
+                                             QStringLiteral("*.spj")};
     static inline const QString OpenTitle = QStringLiteral("Sound Projekt öffnen");
     static inline const QString SaveTitle = QStringLiteral("Sound Projekt speichern");
 

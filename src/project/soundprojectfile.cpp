@@ -3,7 +3,6 @@
 #include "platform/codepage.h"
 #include "platform/safefile.h"
 #include "project/countedstring.h"
-#include "soundset/soundtable.h"
 
 #include <QBuffer>
 #include <QDir>
@@ -135,8 +134,7 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
                     .arg(shownName(shownPath))
                     .arg(i + 1)
                     .arg(ProjectRecordCount)};
-        ProjectRecord &record = project.records[static_cast<std::size_t>(i)];
-        record = {fromWindows1252(*name), *data};
+        const ProjectRecord record{fromWindows1252(*name), *data};
         const QString fileName = restoredFileName(record.name);
         if (fileName.isEmpty()) {
             if (!project.leftOut.contains(record.name))
@@ -231,18 +229,12 @@ Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileN
     const Result<ProjectRecords> records = collectProjectRecords(m_programFolder, names, true);
     if (!records)
         return records.error();
-    for (std::size_t i = 0; i < m_fileList.size(); ++i)
-        m_fileList[i] = records.value()[i].name;
-    m_records = records.value();
-    return writeProjectFile(projectPath, m_records);
+    return writeProjectFile(projectPath, records.value());
 }
 
 Result<LoadedProject> SoundProjectFile::readProject(const QString &projectPath)
 {
-    Result<LoadedProject> project = readProjectFile(projectPath);
-    if (project)
-        m_records = project.value().records;
-    return project;
+    return readProjectFile(projectPath);
 }
 
 Status SoundProjectFile::restoreProject(const LoadedProject &project, const QString &targetFolder)

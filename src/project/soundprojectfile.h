@@ -1,6 +1,7 @@
 #pragma once
 
 #include "common/result.h"
+#include "platform/programfiles.h"
 #include "project/arrayfile.h"
 #include "soundset/slotfilenames.h"
 
@@ -22,12 +23,6 @@ inline constexpr int ProjectRecordCount = 90;
 inline constexpr int SoundArrRecord = 88;
 inline constexpr int CvListRecord = 89;
 
-// The program's own files in its folder, besides the working files.
-inline const QString PlaceholderFileName = QStringLiteral("placeholder.dat");
-inline const QString SoundArrFileName = QStringLiteral("sound.arr");
-inline const QString CvListFileName = QStringLiteral("cvlist.dat");
-
-using ProjectFileList = std::array<QString, ProjectRecordCount>;
 using ProjectRecords = std::array<ProjectRecord, ProjectRecordCount>;
 
 // The program folder as record names spell it: folders joined by backslashes, no trailing one.
@@ -45,7 +40,6 @@ inline constexpr qint64 MaxProjectBytes = qint64(256) << 20;
 // A project read whole into memory and checked, ready to be restored.
 struct LoadedProject
 {
-    ProjectRecords records;
     // What an open writes into the program folder, each name once, the last record of a
     // name winning.
     QList<std::pair<QString, QByteArray>> files;
@@ -75,8 +69,7 @@ Result<ProjectRecords> collectProjectRecords(const QString &folder, const SlotFi
 Status writeProjectFile(const QString &projectPath, const ProjectRecords &records);
 
 // Saves and opens sound projects (.spj): 90 records of name and data as counted strings,
-// nothing before or after them. Keeps the file list of the last save and the records of the
-// last project written or read.
+// nothing before or after them.
 class SoundProjectFile
 {
 public:
@@ -94,14 +87,10 @@ public:
     // Replaces the files of the project in targetFolder all together, or changes nothing.
     Status restoreProject(const LoadedProject &project, const QString &targetFolder);
 
-    const ProjectFileList &projectFileList() const { return m_fileList; }
-    const ProjectRecords &projectRecords() const { return m_records; }
     const QString &programFolder() const { return m_programFolder; }
 
 private:
     QString m_programFolder;
-    ProjectFileList m_fileList;
-    ProjectRecords m_records;
 };
 
 // The bytes of a project file with these records.

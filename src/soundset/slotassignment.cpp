@@ -1,7 +1,7 @@
 #include "soundset/slotassignment.h"
 
+#include "platform/programfiles.h"
 #include "platform/safefile.h"
-#include "soundset/soundtable.h"
 #include "soundset/wavefolder.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "soundset/soundconversion.h"
 
+#include "platform/programfiles.h"
 #include "platform/programfolder.h"
 #include "platform/safefile.h"
 #include "platform/waveaudiodevice.h"

@@ -11,8 +11,6 @@ namespace klangor {
 
 // The rate the decoder plays at.
 inline constexpr int DecoderSampleRate = 11025;
-// The folder in the program folder that takes converted sounds when the original's cannot.
-inline const QString ConvertedFolderName = QStringLiteral("umgewandelt");
 
 struct ConversionOptions
 {

@@ -74,9 +74,4 @@ QStringList SoundTable::texts()
     return out;
 }
 
-QString workingFileName(int soundNumber)
-{
-    return QString::number(soundNumber) + QStringLiteral(".wav");
-}
-
 } // namespace klangor

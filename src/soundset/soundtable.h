@@ -31,7 +31,4 @@ public:
     static QStringList texts();
 };
 
-// "12.wav": the working file of a sound number, without folder.
-QString workingFileName(int soundNumber);
-
 } // namespace klangor

@@ -1,6 +1,7 @@
 #include "ui/mainwindow.h"
 
 #include "platform/messagebox.h"
+#include "platform/programfiles.h"
 #include "platform/toolprocess.h"
 #include "playback/soundservice.h"
 #include "programming/cvlistfile.h"
@@ -41,11 +42,6 @@ namespace klangor {
 
 namespace {
 
-QString tr8(const char *text)
-{
-    return QString::fromUtf8(text);
-}
-
 template <typename W> W *place(W *widget, const char *name, const QRect &geometry)
 {
     widget->setObjectName(QString::fromLatin1(name));
@@ -55,10 +51,10 @@ template <typename W> W *place(W *widget, const char *name, const QRect &geometr
 
 QGroupBox *frame(const char *name, const char *caption, QWidget *parent, const QRect &geometry)
 {
-    return place(new QGroupBox(tr8(caption), parent), name, geometry);
+    return place(new QGroupBox(QString::fromUtf8(caption), parent), name, geometry);
 }
 
-const QString CvDieselMissingText = QStringLiteral("CV-Datei \"cvdiesele.dat\" fehlt");
+const QString CvDieselMissingText = QStringLiteral("CV-Datei \"%1\" fehlt").arg(CvDieselFileName);
 
 // Roots of the mounted file systems stand in for drive letters; pseudo file systems are left out.
 QStringList driveRoots()
@@ -148,19 +144,20 @@ void Form1::createControls()
         SlotRow &r = row(k);
         r.slot = place(new SlotBox(slotFrame), "", {8, 16, 137, 25});
         r.test = place(new QPushButton(QStringLiteral("Loop"), slotFrame), "", {144, 16, 41, 25});
-        r.loeschen = place(new QPushButton(tr8("Löschen"), slotFrame), "", {192, 16, 57, 25});
+        r.loeschen =
+            place(new QPushButton(QStringLiteral("Löschen"), slotFrame), "", {192, 16, 57, 25});
         r.slot->setObjectName(QStringLiteral("Slot") + digit);
         r.test->setObjectName(QStringLiteral("Test") + digit);
         r.loeschen->setObjectName(QStringLiteral("Command%1").arg(k * 10));
     }
-    m_command2 =
-        place(new QPushButton(tr8("Soundgruppe abspielen"), frame4), "Command2", {8, 296, 257, 33});
+    m_command2 = place(new QPushButton(QStringLiteral("Soundgruppe abspielen"), frame4), "Command2",
+                       {8, 296, 257, 33});
 
     place(new LogoPicture(LogoPicture::Motif::Waveform, client), "Picture2", {192, 352, 177, 65});
-    m_command1 =
-        place(new QPushButton(tr8("Sound programmieren"), client), "Command1", {192, 424, 177, 33});
-    m_abbrechen =
-        place(new QPushButton(tr8("Abbrechen"), client), "Abbrechen", {192, 464, 177, 33});
+    m_command1 = place(new QPushButton(QStringLiteral("Sound programmieren"), client), "Command1",
+                       {192, 424, 177, 33});
+    m_abbrechen = place(new QPushButton(QStringLiteral("Abbrechen"), client), "Abbrechen",
+                        {192, 464, 177, 33});
 
     m_label2 = place(new QLabel(client), "Label2", {200, 512, 393, 33});
     // 18 points where every status text fits; a wider system font gets a smaller size.
@@ -190,8 +187,10 @@ void Form1::createControls()
     m_timer1->setInterval(100);
 
     QGroupBox *frame8 = frame("Frame8", "Qualität", client, {384, 376, 89, 121});
-    m_memory16MBit = place(new QRadioButton(tr8("16 MBit"), frame8), "Option1", {16, 24, 65, 17});
-    m_memory2MBit = place(new QRadioButton(tr8("2 MBit"), frame8), "Option2", {16, 48, 65, 17});
+    m_memory16MBit =
+        place(new QRadioButton(QStringLiteral("16 MBit"), frame8), "Option1", {16, 24, 65, 17});
+    m_memory2MBit =
+        place(new QRadioButton(QStringLiteral("2 MBit"), frame8), "Option2", {16, 48, 65, 17});
 
     // The port options lie on the window itself, drawn over their frame.
     frame("Frame7", "Serielle Schnittstelle", client, {480, 376, 113, 121});
@@ -228,12 +227,13 @@ void Form1::createControls()
     place(new LogoPicture(LogoPicture::Motif::Locomotive, client), "Picture1", {608, 360, 177, 65});
 
     QGroupBox *frame6 = frame("Frame6", "CV Daten", client, {608, 432, 177, 137});
-    m_cvDiesel =
-        place(new QRadioButton(tr8("Diesel- /E-Lok"), frame6), "Option7", {16, 24, 137, 17});
-    m_cvSteam = place(new QRadioButton(tr8("Dampf-Lok"), frame6), "Option8", {16, 48, 129, 17});
+    m_cvDiesel = place(new QRadioButton(QStringLiteral("Diesel- /E-Lok"), frame6), "Option7",
+                       {16, 24, 137, 17});
+    m_cvSteam =
+        place(new QRadioButton(QStringLiteral("Dampf-Lok"), frame6), "Option8", {16, 48, 129, 17});
     m_cvSelectrix =
-        place(new QRadioButton(tr8("Selectrix"), frame6), "Selectrix", {16, 72, 81, 17});
-    m_command3 = place(new QPushButton(tr8("CV Standardwert laden"), client), "Command3",
+        place(new QRadioButton(QStringLiteral("Selectrix"), frame6), "Selectrix", {16, 72, 81, 17});
+    m_command3 = place(new QPushButton(QStringLiteral("CV Standardwert laden"), client), "Command3",
                        {616, 528, 161, 33});
     m_command3->raise();
 
@@ -254,7 +254,7 @@ void Form1::createControls()
 void Form1::createActions()
 {
     const auto action = [this](const char *name, const char *caption) {
-        auto *a = new QAction(tr8(caption), this);
+        auto *a = new QAction(QString::fromUtf8(caption), this);
         a->setObjectName(QString::fromLatin1(name));
         return a;
     };
@@ -268,7 +268,7 @@ void Form1::createActions()
 
 void Form1::createMenus()
 {
-    QMenu *datei = menuBar()->addMenu(tr8("&Datei"));
+    QMenu *datei = menuBar()->addMenu(QStringLiteral("&Datei"));
     datei->setObjectName(QStringLiteral("Datei"));
     datei->addAction(m_offnen);
     datei->addAction(m_speichern);
@@ -326,15 +326,14 @@ QString Form1::programFile(const QString &name) const
 
 void Form1::setMousePointer(MousePointer pointer)
 {
-    m_mousePointer = pointer;
     switch (pointer) {
-    case MousePointer::Default:
+    case MousePointer::Idle:
         unsetCursor();
         break;
-    case MousePointer::Hourglass:
+    case MousePointer::Busy:
         setCursor(Qt::WaitCursor);
         break;
-    case MousePointer::ArrowHourglass:
+    case MousePointer::Playing:
         setCursor(Qt::BusyCursor);
         break;
     }
@@ -353,12 +352,12 @@ void Form1::Form_Load()
     m_list3->setCurrentRow(0);
     List3_Click(); // the selection signal does not fire when row 0 was already current
 
-    if (!loadCvBox(programFile(QStringLiteral("cvdiesele.dat"))))
+    if (!loadCvBox(programFile(CvDieselFileName)))
         m_label2->setText(CvDieselMissingText);
     m_slotFileNames.clear();
     m_comPort = 1;
     m_memoryMBit = 16;
-    m_cvDefaultFile = QStringLiteral("cvdiesele.dat");
+    m_cvDefaultFile = CvDieselFileName;
     m_projectPath.clear();
 }
 
@@ -443,19 +442,19 @@ void Form1::Umwandeln_Click()
     if (dialog.exec() != QDialog::Accepted)
         return;
 
-    QProgressDialog progress(tr8("„%1“ wird umgewandelt...").arg(entry), tr8("Abbrechen"), 0, 1000,
-                             this);
-    progress.setWindowTitle(tr8("Für den Decoder umwandeln"));
+    QProgressDialog progress(QStringLiteral("„%1“ wird umgewandelt...").arg(entry),
+                             QStringLiteral("Abbrechen"), 0, 1000, this);
+    progress.setWindowTitle(QStringLiteral("Für den Decoder umwandeln"));
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(500); // short sounds are done before it would show
-    setMousePointer(MousePointer::Hourglass);
+    setMousePointer(MousePointer::Busy);
     const Result<QString> converted =
         convertForDecoder(source, conversionFolder(source, m_services.programFolder),
                           dialog.options(), [&progress](double done) {
                               progress.setValue(static_cast<int>(done * 1000));
                               return !progress.wasCanceled();
                           });
-    setMousePointer(MousePointer::Default);
+    setMousePointer(MousePointer::Idle);
     progress.hide();
     if (converted)
         showConvertedFile(converted.value());
@@ -496,14 +495,14 @@ void Form1::ComPort_Click(int port)
 
 void Form1::Option7_Click()
 {
-    m_cvDefaultFile = QStringLiteral("cvdiesele.dat");
+    m_cvDefaultFile = CvDieselFileName;
     m_list3->setEnabled(true);
     List3_Click();
 }
 
 void Form1::Option8_Click()
 {
-    m_cvDefaultFile = QStringLiteral("cvdampf.dat");
+    m_cvDefaultFile = CvSteamFileName;
     m_list3->setEnabled(true);
     List3_Click();
 }
@@ -517,7 +516,7 @@ void Form1::Selectrix_Click()
     }
     for (SlotRow &r : m_rows)
         r.loeschen->setEnabled(false);
-    m_cvDefaultFile = QStringLiteral("cvselectrix.dat");
+    m_cvDefaultFile = CvSelectrixFileName;
 }
 
 void Form1::Command3_Click()
@@ -525,8 +524,9 @@ void Form1::Command3_Click()
     const QString path = programFile(m_cvDefaultFile);
     if (!loadCvBox(path))
         m_services.messages->show(
-            {tr8("Die CV-Datei \"%1\" konnte nicht gelesen werden.").arg(m_cvDefaultFile),
-             tr8("CV Standardwert laden"), MessageIcon::Critical});
+            {QStringLiteral("Die CV-Datei \"%1\" konnte nicht gelesen werden.")
+                 .arg(m_cvDefaultFile),
+             QStringLiteral("CV Standardwert laden"), MessageIcon::Critical});
 }
 
 bool Form1::loadCvBox(const QString &path)
@@ -570,7 +570,7 @@ void Form1::stopLoop(int k)
 {
     m_services.sound->StopSound();
     row(k).test->setText(LoopCaption);
-    setMousePointer(MousePointer::Default);
+    setMousePointer(MousePointer::Idle);
 }
 
 void Form1::Test_Click(int k)
@@ -582,7 +582,7 @@ void Form1::Test_Click(int k)
         stopLoop(k);
         return;
     }
-    setMousePointer(MousePointer::ArrowHourglass);
+    setMousePointer(MousePointer::Playing);
     ResetLoopButtons();
     r.test->setText(StopCaption);
     const int number = SoundTable::soundNumber(m_list3->currentRow(), k);
@@ -592,7 +592,7 @@ void Form1::Test_Click(int k)
 
 void Form1::Command2_Click()
 {
-    setMousePointer(MousePointer::ArrowHourglass);
+    setMousePointer(MousePointer::Playing);
     const int event = m_list3->currentRow();
     const int first = SoundTable::firstSoundNumber(event);
     const int count = SoundTable::slotCount(event); // 0 with no event selected
@@ -600,7 +600,7 @@ void Form1::Command2_Click()
         if (m_slotFileNames.isAssigned(n))
             m_services.sound->PlaySoundWait(workingFileName(n));
     }
-    setMousePointer(MousePointer::Default);
+    setMousePointer(MousePointer::Idle);
 }
 
 // "Löschen": the slot loses its sound; the working file stays on disk.

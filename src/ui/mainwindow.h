@@ -143,7 +143,6 @@ private:
     int m_memoryMBit = 16;
     QString m_cvDefaultFile;
     QString m_projectPath;
-    MousePointer m_mousePointer = MousePointer::Default;
 
     // Controls
     DriveListBox *m_drive1 = nullptr;

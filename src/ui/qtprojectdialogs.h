@@ -8,10 +8,6 @@
 
 namespace klangor {
 
-// "description|pattern|description|pattern..." in Qt's form "description (patterns);;...";
-// several patterns of one type, separated by ";", become separated by spaces.
-QString qtFileDialogFilter(const QString &filter);
-
 // The project dialogs as Qt file dialogs over the main window.
 class QtProjectDialogs final : public ProjectDialogs
 {
@@ -20,10 +16,10 @@ public:
     void setParent(QWidget *parent) { m_parent = parent; }
 
     // Only an existing file can be chosen.
-    QString ShowOpenDialog(const QString &filter, const QString &title,
+    QString ShowOpenDialog(const FileFilter &filter, const QString &title,
                            const QString &initialFolder) override;
     // Asks before an existing file is replaced; adds no extension of its own.
-    QString ShowSaveDialog(const QString &filter, const QString &title,
+    QString ShowSaveDialog(const FileFilter &filter, const QString &title,
                            const QString &initialFolder) override;
 
 private:

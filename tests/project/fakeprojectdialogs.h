@@ -14,15 +14,16 @@ public:
     struct Request
     {
         bool save;
-        QString filter, title, initialFolder;
+        FileFilter filter;
+        QString title, initialFolder;
     };
-    QString ShowOpenDialog(const QString &filter, const QString &title,
+    QString ShowOpenDialog(const FileFilter &filter, const QString &title,
                            const QString &folder) override
     {
         requests.append({false, filter, title, folder});
         return answers.isEmpty() ? QString() : answers.takeFirst();
     }
-    QString ShowSaveDialog(const QString &filter, const QString &title,
+    QString ShowSaveDialog(const FileFilter &filter, const QString &title,
                            const QString &folder) override
     {
         requests.append({true, filter, title, folder});

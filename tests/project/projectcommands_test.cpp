@@ -59,7 +59,8 @@ TEST_F(ProjectCommandsTest, SaveAsAppliesTheExtensionAndProjectPathRules)
         EXPECT_EQ(window.host->path,
                   c.projectPath.isEmpty() ? QString() : folder.filePath(c.projectPath));
         ASSERT_EQ(window.dialogs.requests.size(), c.dialogs);
-        EXPECT_EQ(window.dialogs.requests[0].filter, "*.spj (Sounds)|*.spj");
+        EXPECT_EQ(window.dialogs.requests[0].filter.description, "*.spj (Sounds)");
+        EXPECT_EQ(window.dialogs.requests[0].filter.pattern, "*.spj");
         EXPECT_EQ(window.dialogs.requests[0].title, "Sound Projekt speichern");
         EXPECT_EQ(window.dialogs.requests[0].initialFolder, m_program.path());
         EXPECT_TRUE(window.host->messages.isEmpty());
@@ -74,10 +75,10 @@ TEST_F(ProjectCommandsTest, SaveWritesCvListAndSoundArrEvenWhenTheDialogIsCancel
     m_window.commands.save();
 
     EXPECT_EQ(readFile(program("cvlist.dat")), QByteArray("CV1=1\r\nCV2=\xE4"));
-    StringArray names;
-    ASSERT_TRUE(ReadArrayFile(program("sound.arr"), names));
-    EXPECT_EQ(names.at({0}), "anfahren.wav");
-    EXPECT_EQ(names.bounds().constFirst(), (ArrayBounds{0, 87}));
+    const Result<StringArray> names = parseArrayFile(readFile(program("sound.arr")), "sound.arr");
+    ASSERT_TRUE(names);
+    EXPECT_EQ(names.value().at({0}), "anfahren.wav");
+    EXPECT_EQ(names.value().bounds().constFirst(), (ArrayBounds{0, 87}));
     EXPECT_TRUE(QDir(m_projects.path()).isEmpty());
 }
 
@@ -90,7 +91,7 @@ TEST_F(ProjectCommandsTest, SavedProjectOpensIntoAnotherFolderWithNamesSoundsAnd
     m_host.cv = "kurz";
     m_window.saveAs(project("lok"));
     ASSERT_TRUE(m_host.messages.isEmpty());
-    EXPECT_EQ(m_host.calls, (QStringList{"pointer:11", "pointer:0"}));
+    EXPECT_EQ(m_host.calls, (QStringList{"pointer:busy", "pointer:idle"}));
 
     QTemporaryDir other;
     ASSERT_TRUE(writeFile(other.filePath("1.wav"), QByteArray(3000, 'o')));

@@ -110,7 +110,8 @@ public:
     void refreshEventView() override { calls << "refresh"; }
     void setMousePointer(MousePointer pointer) override
     {
-        calls << QStringLiteral("pointer:%1").arg(static_cast<int>(pointer));
+        const char *pointers[] = {"idle", "busy", "playing"};
+        calls << QStringLiteral("pointer:") + pointers[static_cast<int>(pointer)];
     }
     void showMessage(const UserMessage &message) override { messages << message; }
     // The text of the one message shown since the last call; else how many there were.

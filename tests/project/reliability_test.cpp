@@ -129,7 +129,7 @@ TEST_F(ReliabilityTest, FullDiskKeepsTheOldProjectAndTheOldProgramFolder)
     EXPECT_EQ(readFile(project), oldProject);
     EXPECT_FALSE(leftovers(m_disk));
     EXPECT_FALSE(leftovers(m_program));
-    EXPECT_EQ(window.host->calls.constLast(), "pointer:0");
+    EXPECT_EQ(window.host->calls.constLast(), "pointer:idle");
 
     // Opening a project that does not fit changes nothing, on disk or in the window.
     const auto folderBefore = snapshot(m_program);

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace klangor {
+
+// The names of everything the program keeps in its program folder, in one place.
+
+// "12.wav": the working file of a sound number, without folder.
+inline QString workingFileName(int soundNumber)
+{
+    return QString::number(soundNumber) + QStringLiteral(".wav");
+}
+
+// Written for the programming tools and into projects.
+inline const QString SoundListFileName = QStringLiteral("soundlist.dat");
+inline const QString CvListFileName = QStringLiteral("cvlist.dat");
+inline const QString SoundArrFileName = QStringLiteral("sound.arr");
+inline const QString PlaceholderFileName = QStringLiteral("placeholder.dat");
+
+// The CV default files of the three locomotive types, delivered beside the program.
+inline const QString CvDieselFileName = QStringLiteral("cvdiesele.dat");
+inline const QString CvSteamFileName = QStringLiteral("cvdampf.dat");
+inline const QString CvSelectrixFileName = QStringLiteral("cvselectrix.dat");
+
+inline QStringList cvDefaultFileNames()
+{
+    return {CvDieselFileName, CvSteamFileName, CvSelectrixFileName};
+}
+
+// The programming tools: the sound tool, and the CV-only tool for Selectrix.
+inline const QString SoundToolFileName = QStringLiteral("sndburn.exe");
+inline const QString CvToolFileName = QStringLiteral("cvburn.exe");
+
+// Takes converted sounds when the original's folder cannot.
+inline const QString ConvertedFolderName = QStringLiteral("umgewandelt");
+
+} // namespace klangor

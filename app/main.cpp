@@ -1,7 +1,7 @@
 #include "cli/commandline.h"
 #include "common/version.h"
+#include "platform/filebatch.h"
 #include "platform/programfolder.h"
-#include "platform/safefile.h"
 #include "platform/systeminfo.h"
 #include "platform/toolprocess.h"
 #include "platform/waveaudiodevice.h"

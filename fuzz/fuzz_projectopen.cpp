@@ -1,6 +1,5 @@
 // Any bytes opened as a whole project into a scratch program folder: whatever happens, nothing
 // may appear or change outside that folder, and inside it only the program's own files.
-#include "platform/safefile.h"
 #include "project/soundprojectfile.h"
 
 #include <QDir>

@@ -1,5 +1,7 @@
 #include "cli/commands.h"
-#include "platform/safefile.h"
+#include "platform/filebatch.h"
+#include "platform/programfiles.h"
+#include "platform/regularfile.h"
 #include "platform/waveaudiodevice.h"
 #include "programming/cvlistfile.h"
 #include "project/soundprojectfile.h"

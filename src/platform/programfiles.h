@@ -33,6 +33,10 @@ inline QStringList cvDefaultFileNames()
 inline const QString SoundToolFileName = QStringLiteral("sndburn.exe");
 inline const QString CvToolFileName = QStringLiteral("cvburn.exe");
 
+// Temporaries and staging folders of the file writers start with this; whatever a killed run
+// left behind under this prefix is cleared at the next start.
+inline const QString SafeFilePrefix = QStringLiteral(".klangor-");
+
 // Takes converted sounds when the original's folder cannot.
 inline const QString ConvertedFolderName = QStringLiteral("umgewandelt");
 

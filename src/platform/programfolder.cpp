@@ -1,7 +1,9 @@
 #include "platform/programfolder.h"
 
 #include "platform/programfiles.h"
+#include "platform/regularfile.h"
 #include "platform/safefile.h"
+#include "platform/systemreason.h"
 
 #include <algorithm>
 #include <cerrno>

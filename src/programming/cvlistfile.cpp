@@ -1,6 +1,7 @@
 #include "programming/cvlistfile.h"
 
 #include "platform/codepage.h"
+#include "platform/regularfile.h"
 #include "platform/safefile.h"
 #include "programming/rtftext.h"
 

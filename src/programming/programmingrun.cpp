@@ -4,6 +4,7 @@
 #include "platform/toolprocess.h"
 #include "programming/soundlist.h"
 
+#include <QCoreApplication>
 #include <QEventLoop>
 #include <QPointer>
 
@@ -60,6 +61,7 @@ ProgrammingRun::Outcome ProgrammingRun::run(const SlotFileNames &names, int memo
     const QPointer<ProgrammingRun> alive(this);
 
     WriteSoundList(m_programFolder, names, memoryMBit);
+    QCoreApplication::processEvents(); // pending window events run once, as a cancel may be
     if (!alive)
         return Outcome::Interrupted;
 

@@ -23,7 +23,7 @@ QByteArray soundListBytes(const SlotFileNames &names, int memoryMBit)
 void WriteSoundList(const QString &programFolder, const SlotFileNames &names, int memoryMBit)
 {
     const QString path = QDir(programFolder).filePath(SoundListFileName);
-    ClearReadOnly(path); // also lets pending window events run once, as a cancel may be
+    ClearReadOnly(path);
     // Ignored on purpose: the tool reports a list it cannot read.
     static_cast<void>(writeFileSafely(path, soundListBytes(names, memoryMBit)));
 }

@@ -1,7 +1,7 @@
 #include "project/projectcommands.h"
 
 #include "platform/codepage.h"
-#include "platform/safefile.h"
+#include "platform/regularfile.h"
 #include "programming/cvlistfile.h"
 #include "project/arrayfile.h"
 #include "project/soundprojectfile.h"

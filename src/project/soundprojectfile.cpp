@@ -1,6 +1,8 @@
 #include "project/soundprojectfile.h"
 
 #include "platform/codepage.h"
+#include "platform/filebatch.h"
+#include "platform/regularfile.h"
 #include "platform/safefile.h"
 #include "project/countedstring.h"
 

@@ -1,6 +1,7 @@
 #include "soundset/slotassignment.h"
 
 #include "platform/programfiles.h"
+#include "platform/regularfile.h"
 #include "platform/safefile.h"
 #include "soundset/wavefolder.h"
 
@@ -43,16 +44,19 @@ QString SlotAssigner::workingFilePath(int soundNumber) const
     return QDir(m_programFolder).filePath(workingFileName(soundNumber));
 }
 
-Status SlotAssigner::assign(SlotFileNames &names, int soundNumber, const QString &slotText,
-                            const QString &sourcePath, AssignWay way)
+Status SlotAssigner::prepare(int soundNumber, const QString &sourcePath, AssignWay way)
 {
     if (Status checked = m_checker.CheckWaveFile(sourcePath); !checked)
         return checked;
-
-    const QString target = workingFilePath(soundNumber);
     if (way == AssignWay::DoubleClick)
-        ClearReadOnly(target);
+        ClearReadOnly(workingFilePath(soundNumber));
+    return {};
+}
 
+Status SlotAssigner::take(SlotFileNames &names, int soundNumber, const QString &slotText,
+                          const QString &sourcePath)
+{
+    const QString target = workingFilePath(soundNumber);
     const QString previous = names.at(soundNumber);
     names.set(soundNumber, slotText);
     const Status copied = copyReplacing(sourcePath, target);

@@ -27,10 +27,13 @@ class SlotAssigner
 public:
     SlotAssigner(QString programFolder, WaveChecker &checker);
 
-    // On a refusal or a failed copy the name and the old working file stay as they were,
-    // and the result tells why.
-    Status assign(SlotFileNames &names, int soundNumber, const QString &slotText,
-                  const QString &sourcePath, AssignWay way);
+    // The first step: the check, and on the double-click way the working file made writable.
+    // A refusal tells why.
+    Status prepare(int soundNumber, const QString &sourcePath, AssignWay way);
+    // The second step: records the name and copies the file. On a failed copy the name and the
+    // old working file stay as they were, and the result tells why.
+    Status take(SlotFileNames &names, int soundNumber, const QString &slotText,
+                const QString &sourcePath);
 
     QString workingFilePath(int soundNumber) const;
 

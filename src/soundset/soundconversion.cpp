@@ -1,8 +1,11 @@
 #include "soundset/soundconversion.h"
 
+#include "platform/filebatch.h"
 #include "platform/programfiles.h"
 #include "platform/programfolder.h"
+#include "platform/regularfile.h"
 #include "platform/safefile.h"
+#include "platform/systemreason.h"
 #include "platform/waveaudiodevice.h"
 #include "soundset/wavecheck.h"
 

@@ -402,7 +402,13 @@ void Form1::assignToSlot(int k, const QString &slotText, const QString &sourcePa
     const QString previous = box->text();
     box->setText(slotText); // stays visible while the check runs
     box->repaint();
-    const Status taken = m_assigner->assign(m_slotFileNames, number, slotText, sourcePath, way);
+    Status taken = m_assigner->prepare(number, sourcePath, way);
+    if (taken) {
+        // On the double-click way pending events run once between the check and the copy.
+        if (way == AssignWay::DoubleClick)
+            QCoreApplication::processEvents();
+        taken = m_assigner->take(m_slotFileNames, number, slotText, sourcePath);
+    }
     if (!taken) {
         m_services.messages->show(taken.error()); // the new name shows until the box is closed
         box->setText(previous);

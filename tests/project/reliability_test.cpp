@@ -1,6 +1,7 @@
 // Real faults against saving and opening: a full disk, links out of the program folder,
 // crafted project files, and kills in the middle of a save or an open.
-#include "platform/safefile.h"
+#include "platform/filebatch.h"
+#include "platform/programfiles.h"
 #include "programming/soundlist.h"
 #include "project/arrayfile.h"
 #include "projecttesthelpers.h"

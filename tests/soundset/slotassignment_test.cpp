@@ -26,6 +26,12 @@ protected:
         EXPECT_TRUE(test::writeFile(path, bytes));
         return path;
     }
+    Status assign(SlotAssigner &assigner, SlotFileNames &names, int number, const QString &text,
+                  const QString &source, AssignWay way)
+    {
+        const Status prepared = assigner.prepare(number, source, way);
+        return prepared ? assigner.take(names, number, text, source) : prepared;
+    }
     QString working(int n) { return m_program.filePath(QStringLiteral("%1.wav").arg(n)); }
 };
 
@@ -35,12 +41,12 @@ TEST_F(SlotAssignerTest, ReplacesTheWorkingFileByAByteCopy)
     const QByteArray bytes = test::makeWav({});
     const QString shorter = sound("b.wav", bytes);
     ASSERT_TRUE(test::writeFile(working(5), "old"));
-    EXPECT_TRUE(m_assigner.assign(m_names, 5, "a.wav", longer, AssignWay::DoubleClick));
-    EXPECT_TRUE(m_assigner.assign(m_names, 5, shorter, shorter, AssignWay::Drop));
+    EXPECT_TRUE(assign(m_assigner, m_names, 5, "a.wav", longer, AssignWay::DoubleClick));
+    EXPECT_TRUE(assign(m_assigner, m_names, 5, shorter, shorter, AssignWay::Drop));
     EXPECT_EQ(m_names.at(5), shorter);
     EXPECT_EQ(test::readFile(working(5)), bytes); // no byte of the longer file survives
     // The working file itself as the source keeps its bytes.
-    EXPECT_TRUE(m_assigner.assign(m_names, 5, working(5), working(5), AssignWay::Drop));
+    EXPECT_TRUE(assign(m_assigner, m_names, 5, working(5), working(5), AssignWay::Drop));
     EXPECT_EQ(test::readFile(working(5)), bytes);
 }
 
@@ -53,10 +59,10 @@ TEST_F(SlotAssignerTest, RefusalOrFailedCopyChangesNothingAndSaysWhy)
     const QString good = sound("new.wav", test::makeWav({.dataBytes = 70}));
     SlotAssigner gone(m_program.filePath("gone"), m_checker);
 
-    const Status refused = m_assigner.assign(m_names, 9, "s", stereo, AssignWay::Drop);
+    const Status refused = assign(m_assigner, m_names, 9, "s", stereo, AssignWay::Drop);
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().title, "Zuviel Soundkanal");
-    const Status failed = gone.assign(m_names, 9, "n", good, AssignWay::DoubleClick);
+    const Status failed = assign(gone, m_names, 9, "n", good, AssignWay::DoubleClick);
     ASSERT_FALSE(failed);
     EXPECT_EQ(failed.error().title, "Kopieren fehlgeschlagen");
     EXPECT_TRUE(failed.error().text.contains("\"9.wav\""));

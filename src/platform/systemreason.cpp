@@ -1,0 +1,46 @@
+#include "platform/systemreason.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace klangor {
+
+QString systemReason(int errorNumber)
+{
+    switch (errorNumber) {
+    case ENOSPC:
+        return QStringLiteral("Auf dem Datenträger ist kein Platz mehr frei.");
+    case EDQUOT:
+        return QStringLiteral("Das Speicherkontingent ist erschöpft.");
+    case EACCES:
+    case EPERM:
+        return QStringLiteral("Keine Schreibberechtigung.");
+    case EROFS:
+        return QStringLiteral("Der Datenträger ist schreibgeschützt.");
+    case ENOENT:
+        return QStringLiteral("Die Datei oder der Ordner existiert nicht.");
+    case EISDIR:
+        return QStringLiteral("An dieser Stelle liegt ein Ordner.");
+    case ENODEV:
+        return QStringLiteral("An dieser Stelle liegt ein Gerät, keine Datei.");
+    case ENOTDIR:
+        return QStringLiteral("Ein Teil des Pfades ist kein Ordner.");
+    case ENAMETOOLONG:
+        return QStringLiteral("Der Name ist zu lang.");
+    case EFBIG:
+        return QStringLiteral("Die Datei ist zu groß.");
+    case EIO:
+        return QStringLiteral("Beim Zugriff auf den Datenträger ist ein Fehler aufgetreten.");
+    case EMFILE:
+    case ENFILE:
+        return QStringLiteral("Es sind zu viele Dateien geöffnet.");
+    case ELOOP:
+        return QStringLiteral("Zu viele verkettete Verknüpfungen.");
+    default:
+        return QStringLiteral("Systemfehler %1 (%2).")
+            .arg(errorNumber)
+            .arg(QString::fromLocal8Bit(std::strerror(errorNumber)));
+    }
+}
+
+} // namespace klangor

@@ -31,6 +31,7 @@ public:
     void PlaySoundOnce(const QString &) override {}
     void PlaySoundLoop(const QString &) override {}
     void PlaySoundWait(const QString &) override {}
+    void WhenSoundsHeard(std::function<void()> heard) override { heard(); }
     void StopSound() override {}
 };
 

@@ -1,27 +1,28 @@
 #include "playback/playbackengine.h"
 
-#include <QElapsedTimer>
-#include <QEventLoop>
-#include <QTimer>
+#include <algorithm>
+#include <utility>
 
 namespace klangor {
 
 namespace {
 
-// playAndWait returns while this much of its sound is still to be read: time enough to
-// decode the group's next file and queue it behind.
+// A sound of another format starts afresh once this little of the group is left to be read.
 constexpr qint64 leadMs = 60;
-// Waits give up this long after the sound should have been heard (a stalled output).
+// A group is given up this long after it should have been heard (a stalled output).
 constexpr qint64 waitMarginMs = 2000;
 
 } // namespace
 
-PlaybackEngine::PlaybackEngine(std::unique_ptr<AudioOutput> output) : m_output(std::move(output)) {}
+PlaybackEngine::PlaybackEngine(std::unique_ptr<AudioOutput> output) : m_output(std::move(output))
+{
+    m_wake.setSingleShot(true);
+    m_wake.setTimerType(Qt::PreciseTimer);
+    m_wake.callOnTimeout([this] { advanceGroup(); });
+}
 
 FrameSource::Ticket PlaybackEngine::start(std::shared_ptr<const PcmSound> sound, bool loop)
 {
-    m_chaining = false;
-    ++m_generation;
     m_source.clear();
     if (!sound)
         return 0;
@@ -32,82 +33,93 @@ FrameSource::Ticket PlaybackEngine::start(std::shared_ptr<const PcmSound> sound,
 
 void PlaybackEngine::play(std::shared_ptr<const PcmSound> sound, bool loop)
 {
-    if (m_output)
-        start(std::move(sound), loop);
+    if (!m_output)
+        return;
+    endGroup();
+    start(std::move(sound), loop);
 }
 
-void PlaybackEngine::waitFrames(const std::function<qint64()> &framesToWait, qint64 budgetMs)
-{
-    QElapsedTimer clock;
-    clock.start();
-    for (qint64 frames = framesToWait(); frames > 0 && clock.elapsed() < budgetMs;
-         frames = framesToWait()) {
-        QEventLoop loop;
-        QTimer::singleShot(std::max<qint64>(1, frames * 1000 / m_format.sampleRate),
-                           Qt::PreciseTimer, &loop, &QEventLoop::quit);
-        // The window handles no clicks meanwhile; they wait until the sound is over.
-        loop.exec(QEventLoop::ExcludeUserInputEvents);
-    }
-}
-
-void PlaybackEngine::holdInputUntilHeard(FrameSource::Ticket ticket, quint64 generation,
-                                         qint64 budgetMs)
-{
-    waitFrames(
-        [&]() -> qint64 {
-            if (generation != m_generation)
-                return 0; // dropped: nothing of it is heard any more
-            const FrameSource::Progress progress = m_source.progress(ticket);
-            if (!progress.endPosition)
-                return progress.framesLeft;
-            return *progress.endPosition - m_output->heardPosition();
-        },
-        budgetMs);
-}
-
-void PlaybackEngine::playAndWait(std::shared_ptr<const PcmSound> sound)
+void PlaybackEngine::playInGroup(std::shared_ptr<const PcmSound> sound)
 {
     if (!m_output || !sound)
         return;
-    const qint64 budgetMs = sound->durationMilliseconds() + waitMarginMs;
-    FrameSource::Ticket ticket = 0;
-    // A group's sounds share the working files' format; one of another format starts afresh.
-    if (m_chaining && sound->format == m_format) {
-        ticket = m_source.enqueue(std::move(sound));
-        m_refused = !m_output->start(m_source, m_format); // wakes a stream gone quiet
-    } else {
-        ticket = start(std::move(sound), false);
-        m_chaining = !m_refused;
+    if (!m_inGroup) {
+        endGroup(); // whoever waited on an earlier group hears of its end
+        m_inGroup = true;
+        m_groupClock.start();
+        m_groupBudgetMs = waitMarginMs;
     }
-    // A stream that failed to start plays nothing that could be waited for.
-    if (m_refused) {
-        stop();
+    m_groupBudgetMs += sound->durationMilliseconds();
+    m_waiting.push_back(std::move(sound));
+    advanceGroup();
+}
+
+void PlaybackEngine::advanceGroup()
+{
+    if (!m_inGroup)
         return;
-    }
-    m_lastWait = ticket;
-    const quint64 generation = m_generation;
     const qint64 leadFrames = leadMs * m_format.sampleRate / 1000;
-    waitFrames(
-        [&] {
-            return generation == m_generation ? m_source.progress(ticket).framesLeft - leadFrames
-                                              : 0;
-        },
-        budgetMs);
-    // The group is over once the caller is back in the event loop without another sound.
-    QTimer::singleShot(0, &m_deferred, [this, ticket, generation, budgetMs] {
-        if (m_lastWait != ticket || generation != m_generation)
+    while (!m_waiting.empty()) {
+        std::shared_ptr<const PcmSound> &next = m_waiting.front();
+        if (m_lastInGroup != 0 && next->format == m_format) {
+            m_lastInGroup = m_source.enqueue(next);
+            m_refused = !m_output->start(m_source, m_format); // wakes a stream gone quiet
+        } else if (m_lastInGroup != 0 && m_source.progress(m_lastInGroup).framesLeft > leadFrames) {
+            wakeAfter(m_source.progress(m_lastInGroup).framesLeft - leadFrames);
             return;
-        m_chaining = false;
-        holdInputUntilHeard(ticket, generation, budgetMs);
-    });
+        } else {
+            m_lastInGroup = start(next, false);
+        }
+        m_waiting.pop_front();
+        // A stream that failed to start plays nothing that could be waited for.
+        if (m_refused) {
+            stop();
+            return;
+        }
+    }
+    const qint64 left = framesUntilHeard();
+    if (left > 0 && m_groupClock.elapsed() < m_groupBudgetMs)
+        wakeAfter(left);
+    else
+        endGroup();
+}
+
+qint64 PlaybackEngine::framesUntilHeard()
+{
+    const FrameSource::Progress progress = m_source.progress(m_lastInGroup);
+    if (!progress.endPosition)
+        return progress.framesLeft;
+    return *progress.endPosition - m_output->heardPosition();
+}
+
+void PlaybackEngine::wakeAfter(qint64 frames)
+{
+    m_wake.start(static_cast<int>(std::max<qint64>(1, frames * 1000 / m_format.sampleRate)));
+}
+
+void PlaybackEngine::whenHeard(std::function<void()> heard)
+{
+    m_heard.push_back(std::move(heard));
+    if (!m_inGroup)
+        endGroup();
+}
+
+void PlaybackEngine::endGroup()
+{
+    m_inGroup = false;
+    m_waiting.clear();
+    m_lastInGroup = 0;
+    m_wake.stop();
+    // From the event loop, never from inside the call that ended the group.
+    for (std::function<void()> &heard : std::exchange(m_heard, {}))
+        QTimer::singleShot(0, &m_deferred, std::move(heard));
 }
 
 void PlaybackEngine::stop()
 {
     if (!m_output)
         return;
-    m_chaining = false;
-    ++m_generation;
+    endGroup();
     m_source.clear();
 }
 

@@ -4,14 +4,19 @@
 #include "playback/framesource.h"
 #include "playback/pcmsound.h"
 
+#include <deque>
 #include <functional>
 #include <memory>
+#include <QElapsedTimer>
 #include <QObject>
+#include <QTimer>
+#include <vector>
 
 namespace klangor {
 
 // Plays one sound at a time on an output that keeps its stream open. Starting a sound drops
-// whatever plays; sounds given to playAndWait one after another join without a gap.
+// whatever plays; the sounds of a group join without a gap. No call waits: the end of a group
+// is reported through whenHeard.
 class PlaybackEngine
 {
 public:
@@ -20,12 +25,12 @@ public:
 
     // Drops what plays and starts the sound; returns at once.
     void play(std::shared_ptr<const PcmSound> sound, bool loop);
-    // Plays the sound right behind the one of the previous playAndWait (or, after anything
-    // else, in its place). Returns shortly before its end, in time to queue the next one
-    // seamlessly; once the caller is back in its event loop without another sound, the user's
-    // input waits until the sound's last sample has been heard. Runs the event loop meanwhile,
-    // without user input.
-    void playAndWait(std::shared_ptr<const PcmSound> sound);
+    // Plays the sound as part of a group: right behind the group's sounds while they are not
+    // yet heard to their end, otherwise in place of what plays. Returns at once.
+    void playInGroup(std::shared_ptr<const PcmSound> sound);
+    // Calls heard once, from the event loop, when the group has been heard to its last sample,
+    // was dropped by a start or stop, or could not play (at once when no group plays).
+    void whenHeard(std::function<void()> heard);
     // Drops what plays; nothing more is heard after what the stream already holds.
     void stop();
     // False without an output or once the output refused to start.
@@ -33,19 +38,28 @@ public:
 
 private:
     FrameSource::Ticket start(std::shared_ptr<const PcmSound> sound, bool loop);
-    // Runs the event loop without user input until framesToWait() finds nothing more to wait
-    // for, waking when that many frames should have passed, or the budget is spent.
-    void waitFrames(const std::function<qint64()> &framesToWait, qint64 budgetMs);
-    void holdInputUntilHeard(FrameSource::Ticket ticket, quint64 generation, qint64 budgetMs);
+    // Queues what of the group can be queued, then looks again when there is more to do.
+    void advanceGroup();
+    // Frames until the group's last sample has been heard.
+    qint64 framesUntilHeard();
+    void wakeAfter(qint64 frames);
+    void endGroup();
 
     FrameSource m_source; // outlives the output, which reads it until it is gone
     std::unique_ptr<AudioOutput> m_output;
-    PcmFormat m_format;      // what the output plays
-    bool m_chaining = false; // a group is being played: its next sound joins the stream
+    PcmFormat m_format; // what the output plays
     bool m_refused = false;
-    FrameSource::Ticket m_lastWait = 0;
-    quint64 m_generation = 0; // counts the starts and stops that drop what plays
-    QObject m_deferred;       // context of the calls the engine leaves for later; goes with it
+
+    bool m_inGroup = false; // the group's next sound joins the stream
+    // Sounds of another format than the stream's: they start afresh once those before them
+    // are read.
+    std::deque<std::shared_ptr<const PcmSound>> m_waiting;
+    FrameSource::Ticket m_lastInGroup = 0;
+    QElapsedTimer m_groupClock;
+    qint64 m_groupBudgetMs = 0; // a stalled output is given up after this
+    std::vector<std::function<void()>> m_heard;
+    QTimer m_wake;
+    QObject m_deferred; // context of the calls the engine leaves for later; goes with it
 };
 
 } // namespace klangor

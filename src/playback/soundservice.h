@@ -18,9 +18,13 @@ public:
     virtual void PlaySoundOnce(const QString &path) = 0;
     // Repeats the file without a gap until another sound starts or StopSound; returns at once.
     virtual void PlaySoundLoop(const QString &path) = 0;
-    // Plays a working file given by its bare name ("3.wav", found in the program folder) and
-    // returns when it has ended; the next sound may follow without a gap.
+    // Plays a working file given by its bare name ("3.wav", found in the program folder) right
+    // behind the one of the PlaySoundWait before, without a gap, while that has not been heard
+    // to its end; otherwise in place of what plays. Returns at once.
     virtual void PlaySoundWait(const QString &bareName) = 0;
+    // Calls heard once, from the event loop, when the sounds of PlaySoundWait have been heard
+    // to their end or were stopped (at once when none plays). The caller decides how to wait.
+    virtual void WhenSoundsHeard(std::function<void()> heard) = 0;
     // Stops the playing sound; nothing audible follows.
     virtual void StopSound() = 0;
 };

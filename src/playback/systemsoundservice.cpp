@@ -37,8 +37,13 @@ void SystemSoundService::PlaySoundLoop(const QString &path)
 
 void SystemSoundService::PlaySoundWait(const QString &bareName)
 {
-    m_engine.playAndWait(loadSoundOrDefault(QDir(m_programFolder).filePath(bareName)));
+    m_engine.playInGroup(loadSoundOrDefault(QDir(m_programFolder).filePath(bareName)));
     tellIfMute();
+}
+
+void SystemSoundService::WhenSoundsHeard(std::function<void()> heard)
+{
+    m_engine.whenHeard(std::move(heard));
 }
 
 void SystemSoundService::StopSound()

@@ -14,6 +14,7 @@
 #include "soundset/wavefolder.h"
 #include "ui/aboutdialog.h"
 #include "ui/conversiondialog.h"
+#include "ui/soundwait.h"
 #include "ui/widgets.h"
 
 #include <algorithm>
@@ -606,6 +607,7 @@ void Form1::Command2_Click()
         if (m_slotFileNames.isAssigned(n))
             m_services.sound->PlaySoundWait(workingFileName(n));
     }
+    waitUntilSoundsHeard(*m_services.sound);
     setMousePointer(MousePointer::Idle);
 }
 

@@ -69,7 +69,7 @@ TEST_F(PulseServer, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStrea
             engine.play(sound, true);
             break;
         case 2:
-            engine.playAndWait(sound);
+            engine.playInGroup(sound);
             break;
         default:
             engine.stop();
@@ -83,8 +83,10 @@ TEST_F(PulseServer, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStrea
     }
     engine.stop();
     EXPECT_EQ(pactl("list short sink-inputs").count('\n'), 1);
-    engine.playAndWait(test::rampSound(2000, 1));
-    QCoreApplication::processEvents(); // until it has been heard
+    engine.playInGroup(test::rampSound(2000, 1));
+    bool heard = false;
+    engine.whenHeard([&] { heard = true; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return heard; }));
     EXPECT_GT(output.heardPosition(), 0);
 }
 

@@ -4,8 +4,8 @@
 #include "support/wavwriter.h"
 
 #include <gtest/gtest.h>
-#include <QCoreApplication>
 #include <QTemporaryDir>
+#include <QTest>
 
 namespace klangor {
 namespace {
@@ -19,7 +19,9 @@ TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
     test::OutputRecording recording;
     SystemSoundService service(folder.path(), std::make_unique<test::FakeAudioOutput>(recording));
     service.PlaySoundWait("7.wav");
-    QCoreApplication::processEvents(); // until it has been heard
+    bool heard = false;
+    service.WhenSoundsHeard([&] { heard = true; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return heard; }));
     // The file's samples, not the default sound.
     const auto file = decodeWaveFile(folder.filePath("7.wav"));
     ASSERT_TRUE(file);

@@ -18,6 +18,7 @@ public:
     {
         calls << QStringLiteral("wait:") + bareName;
     }
+    void WhenSoundsHeard(std::function<void()> heard) override { heard(); }
     void StopSound() override { calls << QStringLiteral("stop"); }
     QStringList calls;
 };

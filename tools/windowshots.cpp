@@ -1,5 +1,6 @@
 // Renders the main window in a few typical states to PNG files, for looking at the layout
 // without a display: klangor_windowshots <output folder>
+#include "common/wavewriter.h"
 #include "platform/messagebox.h"
 #include "platform/programfiles.h"
 #include "platform/systeminfo.h"
@@ -11,7 +12,6 @@
 
 #include <QAction>
 #include <QApplication>
-#include <QDataStream>
 #include <QDir>
 #include <QFile>
 #include <QListWidget>
@@ -60,18 +60,7 @@ public:
 // One second of silence, 8-bit mono at 11025 Hz.
 QByteArray silentWave()
 {
-    constexpr quint32 DataBytes = 11025;
-    QByteArray bytes;
-    QDataStream out(&bytes, QIODevice::WriteOnly);
-    out.setByteOrder(QDataStream::LittleEndian);
-    out.writeRawData("RIFF", 4);
-    out << quint32(36 + DataBytes);
-    out.writeRawData("WAVEfmt ", 8);
-    out << quint32(16) << quint16(1) << quint16(1) << quint32(11025) << quint32(11025) << quint16(1)
-        << quint16(8);
-    out.writeRawData("data", 4);
-    out << DataBytes;
-    return bytes + QByteArray(DataBytes, '\x80');
+    return waveFileBytes({1, 11025, 8}, QByteArray(11025, '\x80'));
 }
 
 } // namespace

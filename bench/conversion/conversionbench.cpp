@@ -7,6 +7,7 @@
 // alone too) and both batch times, the best of three rounds. Exits 1 when they differ by
 // -90 dB or more, or when Klangor is slower. Both round to 16 bits without dither, so the
 // outputs differ by at most one step, where the two resamplers land on either side of it.
+#include "common/wavewriter.h"
 #include "playback/wavedecoder.h"
 #include "soundset/soundconversion.h"
 
@@ -22,7 +23,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <random>
-#include <sndfile.h>
 #include <vector>
 
 namespace {
@@ -35,24 +35,18 @@ constexpr double Seconds = 5.5;
 QString makeInput(const QString &folder, int i)
 {
     static const int rates[] = {44100, 48000, 96000, 22050, 32000};
-    static const int subtypes[] = {SF_FORMAT_PCM_16, SF_FORMAT_PCM_24, SF_FORMAT_FLOAT};
-    SF_INFO info{};
-    info.samplerate = rates[i % 5];
-    info.channels = 1 + i % 2;
-    info.format = SF_FORMAT_WAV | subtypes[i % 3];
+    static const int bits[] = {16, 24, 32};
+    klangor::WaveFormat info{1 + i % 2, rates[i % 5], bits[i % 3], i % 3 == 2};
     const QString path =
         QDir(folder).filePath(QStringLiteral("ton%1.wav").arg(i, 2, 10, QChar('0')));
-    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
-    if (!file)
-        return {};
     std::mt19937 random(static_cast<unsigned>(i));
     std::normal_distribution<double> noise(0.0, 0.001);
-    const auto frames = static_cast<std::size_t>(Seconds * info.samplerate);
+    const auto frames = static_cast<std::size_t>(Seconds * info.sampleRate);
     const auto channels = static_cast<std::size_t>(info.channels);
-    const double root = 110.0 * (1 + i % 4), fade = 0.01 * info.samplerate;
+    const double root = 110.0 * (1 + i % 4), fade = 0.01 * info.sampleRate;
     std::vector<double> samples(frames * channels);
     for (std::size_t n = 0; n < frames; ++n) {
-        const double t = static_cast<double>(n) / info.samplerate;
+        const double t = static_cast<double>(n) / info.sampleRate;
         const double envelope = std::min({1.0, n / fade, (frames - 1 - n) / fade});
         for (std::size_t c = 0; c < channels; ++c) {
             double v = noise(random);
@@ -66,8 +60,10 @@ QString makeInput(const QString &folder, int i)
     });
     for (double &v : samples)
         v *= 0.891 / std::abs(peak); // -1 dBFS
-    sf_writef_double(file, samples.data(), static_cast<sf_count_t>(frames));
-    sf_close(file);
+    QFile file(path);
+    const QByteArray bytes = klangor::waveFileBytes(info, klangor::waveSampleBytes(info, samples));
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        return {};
     return path;
 }
 

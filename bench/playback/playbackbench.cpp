@@ -6,6 +6,7 @@
 // map every sample to the moment the sink's clock passed it, which times the window's input
 // after the group, clicks and StopSound. Last, the idle CPU use of this process and the server.
 
+#include "common/wavewriter.h"
 #include "playback/soundservice.h"
 #include "ui/soundwait.h"
 
@@ -88,33 +89,11 @@ Sound loopTone(int frames, int period, int sign)
 
 QByteArray wave(const Sound &samples)
 {
-    const auto dataBytes = static_cast<quint32>(samples.size() * 2);
-    QByteArray out;
-    auto put32 = [&out](quint32 v) {
-        char b[4];
-        qToLittleEndian(v, b);
-        out.append(b, 4);
-    };
-    auto put16 = [&out](quint16 v) {
-        char b[2];
-        qToLittleEndian(v, b);
-        out.append(b, 2);
-    };
-    out.append("RIFF");
-    put32(36 + dataBytes);
-    out.append("WAVEfmt ");
-    put32(16);
-    put16(1);
-    put16(1);
-    put32(soundRate);
-    put32(soundRate * 2);
-    put16(2);
-    put16(16);
-    out.append("data");
-    put32(dataBytes);
-    for (const qint16 s : samples)
-        put16(static_cast<quint16>(s));
-    return out;
+    const klangor::WaveFormat format{1, soundRate, 16};
+    std::vector<double> scaled(samples.size());
+    std::transform(samples.begin(), samples.end(), scaled.begin(),
+                   [](qint16 s) { return s / 32768.0; });
+    return klangor::waveFileBytes(format, klangor::waveSampleBytes(format, scaled));
 }
 
 bool writeFile(const QString &path, const QByteArray &bytes)

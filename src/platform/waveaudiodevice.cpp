@@ -1,9 +1,8 @@
 #include "platform/waveaudiodevice.h"
 
 #include "common/riffchunks.h"
+#include "platform/regularfile.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QtEndian>
 
 namespace klangor {
@@ -46,8 +45,8 @@ std::optional<qint64> measureRiffWaveMilliseconds(QIODevice &device)
 std::optional<qint64> RiffWaveAudioDevice::lengthMilliseconds(const QString &path)
 {
     // Opening a FIFO would wait for a writer; only regular files are measured.
-    QFile file(path);
-    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly))
+    RegularFile file;
+    if (!file.openFile(path))
         return std::nullopt;
     return measureRiffWaveMilliseconds(file);
 }

@@ -1,13 +1,11 @@
 #include "playback/wavedecoder.h"
 
 #include "common/riffchunks.h"
+#include "platform/soundfile.h"
 #include "playback/defaultsound.h"
 
 #include <algorithm>
 #include <cmath>
-#include <QFile>
-#include <QFileInfo>
-#include <sndfile.h>
 #include <vector>
 
 namespace klangor {
@@ -18,13 +16,15 @@ namespace {
 // eight channels at 384 kHz; none takes more memory than ten minutes of 48 kHz stereo.
 constexpr qint64 maxSeconds = 600;
 constexpr qint64 maxSamples = maxSeconds * 48000 * 2;
+// What the output is asked to play at most.
+constexpr int maxPlayedChannels = 8;
+constexpr int maxPlayedRate = 384000;
 
 // libsndfile quietly plays what is there when a file ends inside its data chunk; such a
 // file is broken and gets the default sound instead.
-bool dataChunkIsCut(const QString &path)
+bool dataChunkIsCut(QIODevice &file)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
+    if (!file.seek(0))
         return true;
     const QByteArray header = file.read(12);
     if (header.size() < 12 || !header.startsWith("RIFF") || header.mid(8, 4) != "WAVE")
@@ -38,50 +38,32 @@ bool dataChunkIsCut(const QString &path)
     return true;
 }
 
-bool isWaveContainer(int format)
-{
-    const int major = format & SF_FORMAT_TYPEMASK;
-    return major == SF_FORMAT_WAV || major == SF_FORMAT_WAVEX || major == SF_FORMAT_RF64;
-}
-
 } // namespace
 
 std::optional<PcmSound> decodeWaveFile(const QString &path)
 {
+    SoundFile file;
     // A FIFO or device among the browser's files would block the window on opening.
-    if (path.isEmpty() || !QFileInfo(path).isFile() || dataChunkIsCut(path))
+    if (path.isEmpty() || !file.open(path) || !file.withinLimits() ||
+        file.container() == SoundFile::Container::Other || file.channels() > maxPlayedChannels ||
+        file.sampleRate() > maxPlayedRate || file.frames() < 0 || dataChunkIsCut(file.file()))
         return std::nullopt;
 
-    SF_INFO info{};
-    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_READ, &info);
-    if (!file)
-        return std::nullopt;
-    struct Closer
-    {
-        SNDFILE *file;
-        ~Closer() { sf_close(file); }
-    } closer{file};
-
-    if (!isWaveContainer(info.format) || info.channels < 1 || info.channels > 8 ||
-        info.samplerate < 1000 || info.samplerate > 384000 || info.frames < 0)
-        return std::nullopt;
-
-    const qint64 frames =
-        std::min<qint64>({info.frames, maxSeconds * info.samplerate, maxSamples / info.channels});
+    const qint64 frames = std::min<qint64>(
+        {file.frames(), maxSeconds * file.sampleRate(), maxSamples / file.channels()});
     PcmSound sound;
-    sound.format = {info.samplerate, info.channels};
-    sound.samples.resize(static_cast<std::size_t>(frames * info.channels));
-    const int subtype = info.format & SF_FORMAT_SUBMASK;
-    if (subtype == SF_FORMAT_FLOAT || subtype == SF_FORMAT_DOUBLE) {
-        // libsndfile hands float data to a short buffer unscaled; full scale is 1.0 here, and
-        // anything beyond it is clipped rather than wrapped around.
+    sound.format = {file.sampleRate(), file.channels()};
+    sound.samples.resize(static_cast<std::size_t>(frames * file.channels()));
+    if (file.samples() == SoundFile::Samples::Floating) {
+        // Float data comes to a 16-bit buffer unscaled; full scale is 1.0 here, and anything
+        // beyond it is clipped rather than wrapped around.
         std::vector<float> values(sound.samples.size());
-        if (sf_readf_float(file, values.data(), frames) != frames)
+        if (file.read(values.data(), frames) != frames)
             return std::nullopt;
         std::transform(values.begin(), values.end(), sound.samples.begin(), [](float v) {
             return static_cast<qint16>(std::lround(std::clamp(v, -1.0f, 1.0f) * 32767.0f));
         });
-    } else if (sf_readf_short(file, sound.samples.data(), frames) != frames) {
+    } else if (file.read(sound.samples.data(), frames) != frames) {
         return std::nullopt;
     }
     return sound;

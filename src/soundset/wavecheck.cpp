@@ -1,7 +1,7 @@
 #include "soundset/wavecheck.h"
 
-#include <QFile>
-#include <QFileInfo>
+#include "platform/regularfile.h"
+
 #include <QtEndian>
 
 namespace klangor {
@@ -57,8 +57,8 @@ Status WaveChecker::CheckWaveFile(const QString &path)
     const double length = GetWaveLength(path);
 
     QByteArray header;
-    QFile file(path);
-    if (QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly))
+    RegularFile file;
+    if (file.openFile(path))
         header = file.read(HeaderBytes);
 
     if (auto message = judgeWaveHeader(header, length))

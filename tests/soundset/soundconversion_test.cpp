@@ -1,3 +1,4 @@
+#include "platform/soundfile.h"
 #include "platform/waveaudiodevice.h"
 #include "soundset/soundconversion.h"
 #include "soundset/wavecheck.h"
@@ -21,7 +22,8 @@ namespace {
 
 using test::readFile;
 
-// 2 s of amplitude * cos(2 pi freq t) in the first channel, times `others` in the rest.
+// 2 s of amplitude * cos(2 pi freq t) in the first channel, times `others` in the rest, in a
+// format of libsndfile's (the inputs come in formats the program itself never writes).
 QString writeSound(const QString &path, int format, int rate, int channels, double freq = 440,
                    double amplitude = 0.5, double others = 0, double seconds = 2)
 {
@@ -40,11 +42,12 @@ QString writeSound(const QString &path, int format, int rate, int channels, doub
 
 std::vector<double> readSamples(const QString &path)
 {
-    SF_INFO info{};
-    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_READ, &info);
-    std::vector<double> samples(static_cast<std::size_t>(info.frames)); // none when unreadable
-    sf_readf_double(file, samples.data(), info.frames);
-    sf_close(file);
+    SoundFile file;
+    if (!file.open(path) || !file.isSound())
+        return {};
+    std::vector<double> samples(static_cast<std::size_t>(file.frames() * file.channels()));
+    samples.resize(
+        static_cast<std::size_t>(file.read(samples.data(), file.frames()) * file.channels()));
     return samples;
 }
 

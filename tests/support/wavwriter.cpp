@@ -1,6 +1,7 @@
 #include "support/wavwriter.h"
 
-#include <QDataStream>
+#include "common/wavewriter.h"
+
 #include <QFile>
 #include <QtEndian>
 
@@ -8,32 +9,16 @@ namespace klangor::test {
 
 QByteArray makeWav(const WavLayout &layout)
 {
-    const int blockAlign = std::max(1, layout.channels * layout.bitsPerSample / 8);
-    QByteArray image;
-    QDataStream out(&image, QIODevice::WriteOnly);
-    out.setByteOrder(QDataStream::LittleEndian);
-    const auto tag = [&](const char *id) {
-        out.writeRawData(id, 4);
-    };
-    tag("RIFF");
-    out << quint32(0); // filled in below
-    tag("WAVE");
-    if (layout.chunkBeforeFormat) {
-        tag("LIST");
-        out << quint32(5);
-        out.writeRawData("INFOx\0", 6); // with the pad byte of the odd-sized chunk
-    }
-    tag("fmt ");
-    out << quint32(16) << quint16(1) << quint16(layout.channels) << quint32(layout.sampleRate)
-        << quint32(layout.sampleRate * blockAlign) << quint16(blockAlign)
-        << quint16(layout.bitsPerSample);
-    tag("data");
-    out << quint32(layout.dataBytes);
+    QByteArray data(layout.dataBytes, '\0');
     for (qint64 i = 0; i < layout.dataBytes; ++i)
-        out << quint8(layout.bitsPerSample == 8 ? 128 + (i % 16) - 8 : (i % 7));
-    if (layout.dataBytes & 1)
-        out << quint8(0);
-    qToLittleEndian(quint32(image.size() - 8), image.data() + 4);
+        data[i] = static_cast<char>(layout.bitsPerSample == 8 ? 128 + (i % 16) - 8 : (i % 7));
+    QByteArray image =
+        waveFileBytes({layout.channels, layout.sampleRate, layout.bitsPerSample}, data);
+    if (layout.chunkBeforeFormat) {
+        // Odd-sized, with its pad byte.
+        image.insert(12, QByteArray("LIST\x05\0\0\0INFOx\0", 14));
+        qToLittleEndian(quint32(image.size() - 8), image.data() + 4);
+    }
     return image;
 }
 

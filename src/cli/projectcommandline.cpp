@@ -153,7 +153,7 @@ int runProjectShow(const CommandArguments &arguments, Console &console)
                     << '\n';
         for (int slot = 1; slot <= SoundTable::slotCount(event); ++slot)
             printSound(QString::number(event + 1), QString::number(slot),
-                       SoundTable::soundNumber(event, slot));
+                       SoundTable::soundNumber(event, slot).value()); // within slotCount
     }
     for (int number = SoundTable::SoundCount; number <= SlotFileNames::UpperBound; ++number) {
         if (names.isAssigned(number))

@@ -8,9 +8,9 @@ EventView eventViewFor(int event, const SlotFileNames &names)
     view.caption = SoundTable::text(event);
     for (int k = 1; k <= SoundTable::MaxSlots; ++k) {
         SlotRowView &row = view.rows[static_cast<std::size_t>(k - 1)];
-        const int number = SoundTable::soundNumber(event, k);
-        row.enabled = number >= 0;
-        row.text = row.enabled ? names.at(number) : QString();
+        const std::optional<int> number = SoundTable::soundNumber(event, k);
+        row.enabled = number.has_value();
+        row.text = number ? names.at(*number) : QString();
     }
     return view;
 }

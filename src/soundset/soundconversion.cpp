@@ -81,12 +81,12 @@ std::optional<QByteArray> decoderReadyBytes(SoundFile &sound, bool eightBit)
     // A header's byte rate can make the check measure a long sound short; libsndfile counts
     // the frames themselves, and a file too long for the decoder is converted (and cut).
     const std::optional<qint64> ms = measureRiffWaveMilliseconds(file);
-    const double seconds = std::max(ms ? static_cast<double>(*ms) / 1000.0 : UnknownWaveLength,
+    const double seconds = std::max(ms ? static_cast<double>(*ms) / 1000.0 : 0.0,
                                     static_cast<double>(sound.frames()) / DecoderSampleRate);
     if (!file.seek(0))
         return std::nullopt;
     QByteArray bytes = file.read(file.size());
-    if (bytes.size() != file.size() || judgeWaveHeader(bytes.left(36), seconds))
+    if (bytes.size() != file.size() || !judgeWaveHeader(bytes.left(36), seconds))
         return std::nullopt;
     return bytes;
 }

@@ -54,15 +54,10 @@ int SoundTable::slotCount(int event)
     return isValidEvent(event) ? kEvents[event].slotCount : 0;
 }
 
-int SoundTable::firstSoundNumber(int event)
-{
-    return isValidEvent(event) ? kEvents[event].firstSoundNumber : -1;
-}
-
-int SoundTable::soundNumber(int event, int slot)
+std::optional<int> SoundTable::soundNumber(int event, int slot)
 {
     if (slot < 1 || slot > slotCount(event))
-        return -1;
+        return std::nullopt;
     return kEvents[event].firstSoundNumber + slot - 1;
 }
 

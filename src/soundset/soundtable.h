@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <optional>
 #include <QString>
 #include <QStringList>
 
@@ -25,9 +26,8 @@ public:
     static bool isValidEvent(int event) { return event >= 0 && event < EventCount; }
     static QString text(int event);
     static int slotCount(int event);
-    static int firstSoundNumber(int event);
-    // Sound number of slot (1-based) of event; -1 when the event has no such slot.
-    static int soundNumber(int event, int slot);
+    // Sound number of slot (1-based) of event; none when the event has no such slot.
+    static std::optional<int> soundNumber(int event, int slot);
     static QStringList texts();
 };
 

@@ -17,7 +17,7 @@ UserMessage refusal(const char *text, const char *title)
 
 } // namespace
 
-std::optional<UserMessage> judgeWaveHeader(const QByteArray &header, double lengthSeconds)
+Status judgeWaveHeader(const QByteArray &header, std::optional<double> lengthSeconds)
 {
     // Fields are read at fixed offsets whatever chunk lies there.
     if (header.size() < HeaderBytes || header.left(4).toUpper() != "RIFF" ||
@@ -36,34 +36,32 @@ std::optional<UserMessage> judgeWaveHeader(const QByteArray &header, double leng
         return refusal("Nur Mono Sounds sind erlaubt.", "Zuviel Soundkanal");
     if (sampleRate != 11025)
         return refusal("Nur 11-kHz Sounds sind erlaubt.", "Ungültiger Samplerate");
-    if (lengthSeconds > MaxWaveSeconds)
+    if (lengthSeconds && *lengthSeconds > MaxWaveSeconds)
         return refusal("Maximale Länge von 5.9 Sekunden überschritten.", "Zu langer Sound");
-    return std::nullopt;
+    return {};
 }
 
 WaveChecker::WaveChecker(WaveAudioDevice &device) : m_device(device) {}
 
-double WaveChecker::GetWaveLength(const QString &shortPath)
+std::optional<double> WaveChecker::GetWaveLength(const QString &shortPath)
 {
     const std::optional<qint64> ms = m_device.lengthMilliseconds(shortPath);
     if (!ms)
-        return UnknownWaveLength;
+        return std::nullopt;
     return static_cast<double>(*ms) / 1000.0;
 }
 
 Status WaveChecker::CheckWaveFile(const QString &path)
 {
     // Measured first, for every file, also one the header tests will refuse.
-    const double length = GetWaveLength(path);
+    const std::optional<double> length = GetWaveLength(path);
 
     QByteArray header;
     RegularFile file;
     if (file.openFile(path))
         header = file.read(HeaderBytes);
 
-    if (auto message = judgeWaveHeader(header, length))
-        return std::move(*message);
-    return {};
+    return judgeWaveHeader(header, length);
 }
 
 } // namespace klangor

@@ -354,7 +354,7 @@ void Form1::Form_Load()
     List3_Click(); // the selection signal does not fire when row 0 was already current
 
     if (!loadCvBox(programFile(CvDieselFileName)))
-        m_label2->setText(CvDieselMissingText);
+        m_label2->setText(CvDieselMissingText); // at start-up the status line says it, no box
     m_slotFileNames.clear();
     m_comPort = 1;
     m_memoryMBit = 16;
@@ -396,9 +396,10 @@ void Form1::List3_Click()
 
 void Form1::assignToSlot(int k, const QString &slotText, const QString &sourcePath, AssignWay way)
 {
-    const int number = SoundTable::soundNumber(m_list3->currentRow(), k);
-    if (number < 0)
+    const std::optional<int> slotNumber = SoundTable::soundNumber(m_list3->currentRow(), k);
+    if (!slotNumber)
         return;
+    const int number = *slotNumber;
     SlotBox *box = row(k).slot;
     const QString previous = box->text();
     box->setText(slotText); // stays visible while the check runs
@@ -528,21 +529,17 @@ void Form1::Selectrix_Click()
 
 void Form1::Command3_Click()
 {
-    const QString path = programFile(m_cvDefaultFile);
-    if (!loadCvBox(path))
-        m_services.messages->show(
-            {QStringLiteral("Die CV-Datei \"%1\" konnte nicht gelesen werden.")
-                 .arg(m_cvDefaultFile),
-             QStringLiteral("CV Standardwert laden"), MessageIcon::Critical});
+    if (const Status loaded = loadCvBox(programFile(m_cvDefaultFile)); !loaded)
+        m_services.messages->show({loaded.error().text, QStringLiteral("CV Standardwert laden")});
 }
 
-bool Form1::loadCvBox(const QString &path)
+Status Form1::loadCvBox(const QString &path)
 {
     const Result<QString> text = loadCvText(path);
     if (!text)
-        return false; // the box keeps its previous text
+        return text.error(); // the box keeps its previous text
     m_cv->setPlainText(text.value());
-    return true;
+    return {};
 }
 
 void Form1::Ende_Click()
@@ -592,18 +589,16 @@ void Form1::Test_Click(int k)
     setMousePointer(MousePointer::Playing);
     ResetLoopButtons();
     r.test->setText(StopCaption);
-    const int number = SoundTable::soundNumber(m_list3->currentRow(), k);
-    if (number >= 0)
-        m_services.sound->PlaySoundLoop(programFile(workingFileName(number)));
+    if (const std::optional<int> number = SoundTable::soundNumber(m_list3->currentRow(), k))
+        m_services.sound->PlaySoundLoop(programFile(workingFileName(*number)));
 }
 
 void Form1::Command2_Click()
 {
     setMousePointer(MousePointer::Playing);
     const int event = m_list3->currentRow();
-    const int first = SoundTable::firstSoundNumber(event);
-    const int count = SoundTable::slotCount(event); // 0 with no event selected
-    for (int n = first; n < first + count; ++n) {
+    for (int k = 1; k <= SoundTable::slotCount(event); ++k) { // none with no event selected
+        const int n = SoundTable::soundNumber(event, k).value();
         if (m_slotFileNames.isAssigned(n))
             m_services.sound->PlaySoundWait(workingFileName(n));
     }
@@ -616,9 +611,8 @@ void Form1::Loeschen_Click(int k)
 {
     if (row(k).test->text() == StopCaption)
         stopLoop(k);
-    const int number = SoundTable::soundNumber(m_list3->currentRow(), k);
-    if (number >= 0)
-        m_slotFileNames.set(number, QString());
+    if (const std::optional<int> number = SoundTable::soundNumber(m_list3->currentRow(), k))
+        m_slotFileNames.set(*number, QString());
     row(k).slot->setText(QString());
 }
 

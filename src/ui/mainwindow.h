@@ -126,7 +126,7 @@ private:
     void showConvertedFile(const QString &path);
     void assignToSlot(int k, const QString &slotText, const QString &sourcePath, AssignWay way);
     void stopLoop(int k);
-    bool loadCvBox(const QString &path);
+    Status loadCvBox(const QString &path);
     void setMousePointer(MousePointer pointer);
     QString programFile(const QString &name) const;
 

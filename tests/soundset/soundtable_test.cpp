@@ -28,13 +28,14 @@ TEST(SoundTable, SlotsAndSoundNumbers)
     int next = 0;
     for (int e = 0; e < SoundTable::EventCount; ++e) {
         for (int k = 1; k <= SoundTable::MaxSlots; ++k)
-            EXPECT_EQ(SoundTable::soundNumber(e, k), k <= slotCounts[e] ? next + k - 1 : -1)
+            EXPECT_EQ(SoundTable::soundNumber(e, k),
+                      k <= slotCounts[e] ? std::optional(next + k - 1) : std::nullopt)
                 << e << "/" << k;
         next += slotCounts[e];
     }
     EXPECT_EQ(next, 72);
     for (const auto &[event, slot] : {std::pair{0, 0}, {-1, 1}, {20, 1}})
-        EXPECT_EQ(SoundTable::soundNumber(event, slot), -1);
+        EXPECT_EQ(SoundTable::soundNumber(event, slot), std::nullopt);
 }
 
 // Rows the event has are enabled and show their names; the others are disabled and empty,
@@ -49,9 +50,9 @@ TEST(EventView, RowsOfTheSelectedEvent)
         EXPECT_EQ(view.caption, SoundTable::text(e));
         for (int k = 1; k <= SoundTable::MaxSlots; ++k) {
             const SlotRowView &row = view.rows[static_cast<std::size_t>(k - 1)];
-            const int number = SoundTable::soundNumber(e, k);
-            EXPECT_EQ(row.enabled, number >= 0) << e << "/" << k;
-            EXPECT_EQ(row.text, number >= 0 ? QStringLiteral("s%1.wav").arg(number) : QString());
+            const std::optional<int> number = SoundTable::soundNumber(e, k);
+            EXPECT_EQ(row.enabled, number.has_value()) << e << "/" << k;
+            EXPECT_EQ(row.text, number ? QStringLiteral("s%1.wav").arg(*number) : QString());
         }
     }
 }

@@ -1,5 +1,6 @@
 // The window's wiring: each control reaches the right core call, and its result the right
 // control. What the core does with it is tested with the core.
+#include "programming/cvlistfile.h"
 #include "programming/faketoolprocess.h"
 #include "programming/programmingrun.h"
 #include "programming/soundlist.h"
@@ -256,6 +257,18 @@ TEST_F(MainWindow, CvBoxKeepsEveryByteOfAPlainCvList)
     control<QAction>("Speichern")->trigger(); // writes cvlist.dat, then the name is not given
     EXPECT_EQ(readFile(m_program.filePath("cvlist.dat")).toHex(' ').toStdString(),
               bytes.toHex(' ').toStdString());
+}
+
+// A CV default file that cannot be read is named with the reason; the box keeps its text.
+TEST_F(MainWindow, CvStandardwertLadenTellsWhyTheFileCannotBeRead)
+{
+    ASSERT_TRUE(QFile::remove(m_program.filePath("cvdampf.dat")));
+    click("Option8");
+    click("Command3");
+    ASSERT_EQ(m_messages.shown.size(), 1);
+    EXPECT_EQ(m_messages.shown[0].title, "CV Standardwert laden");
+    EXPECT_EQ(m_messages.shown[0].text, loadCvText(m_program.filePath("cvdampf.dat")).error().text);
+    EXPECT_EQ(control<QTextEdit>("CV")->toPlainText(), "; cvdiesele");
 }
 
 // The options are seen where they end up: the tool's command line, the sound list it is

@@ -41,6 +41,8 @@
 
 namespace klangor {
 
+using namespace Qt::Literals::StringLiterals;
+
 namespace {
 
 template <typename W> W *place(W *widget, const char *name, const QRect &geometry)
@@ -145,20 +147,18 @@ void Form1::createControls()
         SlotRow &r = row(k);
         r.slot = place(new SlotBox(slotFrame), "", {8, 16, 137, 25});
         r.test = place(new QPushButton(QStringLiteral("Loop"), slotFrame), "", {144, 16, 41, 25});
-        r.loeschen =
-            place(new QPushButton(QStringLiteral("Löschen"), slotFrame), "", {192, 16, 57, 25});
+        r.loeschen = place(new QPushButton(u"Löschen"_s, slotFrame), "", {192, 16, 57, 25});
         r.slot->setObjectName(QStringLiteral("Slot") + digit);
         r.test->setObjectName(QStringLiteral("Test") + digit);
         r.loeschen->setObjectName(QStringLiteral("Command%1").arg(k * 10));
     }
-    m_command2 = place(new QPushButton(QStringLiteral("Soundgruppe abspielen"), frame4), "Command2",
-                       {8, 296, 257, 33});
+    m_command2 =
+        place(new QPushButton(u"Soundgruppe abspielen"_s, frame4), "Command2", {8, 296, 257, 33});
 
     place(new LogoPicture(LogoPicture::Motif::Waveform, client), "Picture2", {192, 352, 177, 65});
-    m_command1 = place(new QPushButton(QStringLiteral("Sound programmieren"), client), "Command1",
-                       {192, 424, 177, 33});
-    m_abbrechen = place(new QPushButton(QStringLiteral("Abbrechen"), client), "Abbrechen",
-                        {192, 464, 177, 33});
+    m_command1 =
+        place(new QPushButton(u"Sound programmieren"_s, client), "Command1", {192, 424, 177, 33});
+    m_abbrechen = place(new QPushButton(u"Abbrechen"_s, client), "Abbrechen", {192, 464, 177, 33});
 
     m_label2 = place(new QLabel(client), "Label2", {200, 512, 393, 33});
     // 18 points where every status text fits; a wider system font gets a smaller size.
@@ -188,10 +188,8 @@ void Form1::createControls()
     m_timer1->setInterval(100);
 
     QGroupBox *frame8 = frame("Frame8", "Qualität", client, {384, 376, 89, 121});
-    m_memory16MBit =
-        place(new QRadioButton(QStringLiteral("16 MBit"), frame8), "Option1", {16, 24, 65, 17});
-    m_memory2MBit =
-        place(new QRadioButton(QStringLiteral("2 MBit"), frame8), "Option2", {16, 48, 65, 17});
+    m_memory16MBit = place(new QRadioButton(u"16 MBit"_s, frame8), "Option1", {16, 24, 65, 17});
+    m_memory2MBit = place(new QRadioButton(u"2 MBit"_s, frame8), "Option2", {16, 48, 65, 17});
 
     // The port options lie on the window itself, drawn over their frame.
     frame("Frame7", "Serielle Schnittstelle", client, {480, 376, 113, 121});
@@ -228,14 +226,11 @@ void Form1::createControls()
     place(new LogoPicture(LogoPicture::Motif::Locomotive, client), "Picture1", {608, 360, 177, 65});
 
     QGroupBox *frame6 = frame("Frame6", "CV Daten", client, {608, 432, 177, 137});
-    m_cvDiesel = place(new QRadioButton(QStringLiteral("Diesel- /E-Lok"), frame6), "Option7",
-                       {16, 24, 137, 17});
-    m_cvSteam =
-        place(new QRadioButton(QStringLiteral("Dampf-Lok"), frame6), "Option8", {16, 48, 129, 17});
-    m_cvSelectrix =
-        place(new QRadioButton(QStringLiteral("Selectrix"), frame6), "Selectrix", {16, 72, 81, 17});
-    m_command3 = place(new QPushButton(QStringLiteral("CV Standardwert laden"), client), "Command3",
-                       {616, 528, 161, 33});
+    m_cvDiesel = place(new QRadioButton(u"Diesel- /E-Lok"_s, frame6), "Option7", {16, 24, 137, 17});
+    m_cvSteam = place(new QRadioButton(u"Dampf-Lok"_s, frame6), "Option8", {16, 48, 129, 17});
+    m_cvSelectrix = place(new QRadioButton(u"Selectrix"_s, frame6), "Selectrix", {16, 72, 81, 17});
+    m_command3 =
+        place(new QPushButton(u"CV Standardwert laden"_s, client), "Command3", {616, 528, 161, 33});
     m_command3->raise();
 
     QGroupBox *frame5 = frame("Frame5", "Speicherbelegung", client, {792, 8, 105, 561});
@@ -269,7 +264,7 @@ void Form1::createActions()
 
 void Form1::createMenus()
 {
-    QMenu *datei = menuBar()->addMenu(QStringLiteral("&Datei"));
+    QMenu *datei = menuBar()->addMenu(u"&Datei"_s);
     datei->setObjectName(QStringLiteral("Datei"));
     datei->addAction(m_offnen);
     datei->addAction(m_speichern);
@@ -450,9 +445,9 @@ void Form1::Umwandeln_Click()
     if (dialog.exec() != QDialog::Accepted)
         return;
 
-    QProgressDialog progress(QStringLiteral("„%1“ wird umgewandelt...").arg(entry),
-                             QStringLiteral("Abbrechen"), 0, 1000, this);
-    progress.setWindowTitle(QStringLiteral("Für den Decoder umwandeln"));
+    QProgressDialog progress(u"„%1“ wird umgewandelt..."_s.arg(entry), u"Abbrechen"_s, 0, 1000,
+                             this);
+    progress.setWindowTitle(u"Für den Decoder umwandeln"_s);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(500); // short sounds are done before it would show
     setMousePointer(MousePointer::Busy);
@@ -530,7 +525,7 @@ void Form1::Selectrix_Click()
 void Form1::Command3_Click()
 {
     if (const Status loaded = loadCvBox(programFile(m_cvDefaultFile)); !loaded)
-        m_services.messages->show({loaded.error().text, QStringLiteral("CV Standardwert laden")});
+        m_services.messages->show({loaded.error().text, u"CV Standardwert laden"_s});
 }
 
 Status Form1::loadCvBox(const QString &path)

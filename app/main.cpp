@@ -16,6 +16,7 @@
 #include <cstring>
 #include <QApplication>
 #include <QDir>
+#include <QFile>
 #include <QStandardPaths>
 #include <QTimer>
 
@@ -80,8 +81,19 @@ int main(int argc, char *argv[])
     services.waveDevice = &waveDevice;
     services.dialogs = &dialogs;
     services.launcher = &launcher;
-    services.makeToolProcess = [] {
-        return klangor::createSystemToolProcess();
+    // Windows tools run in a wine prefix of the program's own, in the user's folder, never in
+    // the user's ~/.wine; the launcher lies beside the program or, installed, under lib/.
+    klangor::ToolSetup toolSetup;
+    toolSetup.winePrefix = QDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation))
+                               .filePath(QStringLiteral("wine"));
+    const QString launcherName = QStringLiteral("klangor-launch.exe");
+    for (const QString &folder :
+         {executableFolder, QDir(executableFolder).filePath(QStringLiteral("../lib/klangor"))}) {
+        if (toolSetup.launcher.isEmpty() && QFile::exists(QDir(folder).filePath(launcherName)))
+            toolSetup.launcher = QDir(folder).filePath(launcherName);
+    }
+    services.makeToolProcess = [toolSetup] {
+        return klangor::createSystemToolProcess(toolSetup);
     };
 
     klangor::Form1 window(services);

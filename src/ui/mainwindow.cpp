@@ -1,6 +1,7 @@
 #include "ui/mainwindow.h"
 
 #include "platform/messagebox.h"
+#include "platform/serialports.h"
 #include "platform/toolprocess.h"
 #include "playback/soundservice.h"
 #include "programming/cvlistfile.h"
@@ -21,6 +22,7 @@
 #include <QButtonGroup>
 #include <QComboBox>
 #include <QDir>
+#include <QEvent>
 #include <QFile>
 #include <QFontMetrics>
 #include <QGroupBox>
@@ -202,6 +204,8 @@ void Form1::createControls()
         com->setObjectName(QStringLiteral("Option%1").arg(port + 2));
         com->raise();
         ports->addButton(com, port);
+        com->setContextMenuPolicy(Qt::CustomContextMenu);
+        com->installEventFilter(this); // the tooltip tells where the port leads now
         m_comPorts[static_cast<std::size_t>(port - 1)] = com;
     }
 
@@ -281,6 +285,9 @@ void Form1::createMenus()
     m_list1Menu = new QMenu(this);
     m_list1Menu->setObjectName(QStringLiteral("List1Menu"));
     m_list1Menu->addAction(m_umwandeln);
+
+    m_comMenu = new QMenu(this);
+    m_comMenu->setObjectName(QStringLiteral("ComMenu"));
 }
 
 void Form1::connectControls()
@@ -305,9 +312,12 @@ void Form1::connectControls()
     connect(m_timer1, &QTimer::timeout, this, &Form1::Timer1_Timer);
     connect(m_memory16MBit, &QRadioButton::clicked, this, &Form1::Option1_Click);
     connect(m_memory2MBit, &QRadioButton::clicked, this, &Form1::Option2_Click);
-    for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port)
-        connect(m_comPorts[static_cast<std::size_t>(port - 1)], &QRadioButton::clicked, this,
-                [this, port] { ComPort_Click(port); });
+    for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
+        QRadioButton *com = m_comPorts[static_cast<std::size_t>(port - 1)];
+        connect(com, &QRadioButton::clicked, this, [this, port] { ComPort_Click(port); });
+        connect(com, &QWidget::customContextMenuRequested, this,
+                [this, port](const QPoint &position) { ComPort_ContextMenu(port, position); });
+    }
     connect(m_cvDiesel, &QRadioButton::clicked, this, &Form1::Option7_Click);
     connect(m_cvSteam, &QRadioButton::clicked, this, &Form1::Option8_Click);
     connect(m_cvSelectrix, &QRadioButton::clicked, this, &Form1::Selectrix_Click);
@@ -494,6 +504,52 @@ void Form1::ComPort_Click(int port)
     m_comPort = port;
 }
 
+// The adapters present, for one port: "Automatisch" takes the only one there is.
+void Form1::ComPort_ContextMenu(int port, const QPoint &position)
+{
+    QString &chosen = m_portDevices[static_cast<std::size_t>(port - 1)];
+    m_comMenu->clear();
+    const auto offer = [&](const QString &caption, const QString &name) {
+        QAction *action = m_comMenu->addAction(caption);
+        action->setCheckable(true);
+        action->setChecked(chosen == name);
+        connect(action, &QAction::triggered, this,
+                [this, port, name] { m_portDevices[static_cast<std::size_t>(port - 1)] = name; });
+    };
+    offer(tr8("Automatisch (der einzige Adapter)"), QString());
+    bool chosenPresent = chosen.isEmpty();
+    for (const SerialDevice &device : listSerialDevices(m_services.deviceRoot)) {
+        offer(QStringLiteral("%1 (%2)").arg(device.name, device.target), device.name);
+        chosenPresent = chosenPresent || device.name == chosen;
+    }
+    if (!chosenPresent)
+        offer(tr8("%1 (nicht angeschlossen)").arg(chosen), chosen);
+    QWidget *button = m_comPorts[static_cast<std::size_t>(port - 1)];
+    m_comMenu->popup(button->mapToGlobal(position));
+}
+
+QString Form1::portToolTip(int port) const
+{
+    const Result<SerialDevice> device =
+        deviceForPort(listSerialDevices(m_services.deviceRoot), port,
+                      m_portDevices[static_cast<std::size_t>(port - 1)]);
+    const QString lead =
+        device ? tr8("Com%1 → %2 (%3)").arg(port).arg(device.value().name, device.value().target)
+               : device.error().text;
+    return lead + tr8("\nRechtsklick: Adapter wählen");
+}
+
+bool Form1::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
+            if (watched == m_comPorts[static_cast<std::size_t>(port - 1)])
+                m_comPorts[static_cast<std::size_t>(port - 1)]->setToolTip(portToolTip(port));
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
 void Form1::Option7_Click()
 {
     m_cvDefaultFile = QStringLiteral("cvdiesele.dat");
@@ -633,13 +689,29 @@ void Form1::setupProgramming()
         else
             m_timer1->stop();
     });
+    connect(m_run.get(), &ProgrammingRun::finished, this,
+            [this](ProgrammingRun::Outcome outcome) { ProgrammingRun_Finished(int(outcome)); });
 }
 
+// The run has started when this returns; the status line, the bar and Timer1 show it until
+// it ends. A click during a run is ignored.
 void Form1::Command1_Click()
 {
     // The options are read when the tool starts, after the sound list has been written.
-    m_run->run(m_slotFileNames, m_memoryMBit,
-               [this] { return toolCommand(m_cvSelectrix->isChecked(), m_comPort); });
+    m_run->start(m_slotFileNames, m_memoryMBit, [this] {
+        ToolCommand command = toolCommand(m_cvSelectrix->isChecked(), m_comPort);
+        command.port.device = m_portDevices[static_cast<std::size_t>(m_comPort - 1)];
+        return command;
+    });
+}
+
+// Only a port that cannot be reached needs more words than the status line holds.
+void Form1::ProgrammingRun_Finished(int outcome)
+{
+    if (ProgrammingRun::Outcome(outcome) == ProgrammingRun::Outcome::PortUnavailable &&
+        m_services.messages)
+        m_services.messages->show(
+            {m_run->message(), tr8("Sound programmieren"), MessageIcon::Critical});
 }
 
 void Form1::Abbrechen_Click()

@@ -49,6 +49,7 @@ struct WindowServices
     ProjectDialogs *dialogs = nullptr;
     ProgramLauncher *launcher = nullptr;
     std::function<std::unique_ptr<ToolProcess>()> makeToolProcess;
+    QString deviceRoot = QStringLiteral("/dev"); // where the serial adapters are listed
 };
 
 // The program's one working window. Controls carry their names as object names, and handlers
@@ -95,6 +96,7 @@ public slots:
     void Option1_Click();
     void Option2_Click();
     void ComPort_Click(int port);
+    void ComPort_ContextMenu(int port, const QPoint &position);
     void Option7_Click();
     void Option8_Click();
     void Selectrix_Click();
@@ -121,6 +123,9 @@ private:
     void createMenus();
     void connectControls();
     void setupProgramming();
+    void ProgrammingRun_Finished(int outcome);
+    QString portToolTip(int port) const;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void setupProjects();
     SlotRow &row(int k) { return m_rows.at(static_cast<std::size_t>(k - 1)); }
     void showConvertedFile(const QString &path);
@@ -140,6 +145,7 @@ private:
     SlotFileNames m_slotFileNames;
     QString m_browseFolder;
     int m_comPort = 1;
+    std::array<QString, 4> m_portDevices{}; // the adapter chosen for Com1..Com4; "": the only one
     int m_memoryMBit = 16;
     QString m_cvDefaultFile;
     QString m_projectPath;
@@ -173,6 +179,7 @@ private:
     QAction *m_info = nullptr;
     QAction *m_umwandeln = nullptr;
     QMenu *m_list1Menu = nullptr; // the file list's context menu
+    QMenu *m_comMenu = nullptr;   // the adapters for one of the Com buttons
     frmAbout *m_about = nullptr;
 
     friend class ProjectHostAdapter;

@@ -14,7 +14,10 @@
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QDialog>
+#include <QDir>
+#include <QFile>
 #include <QGuiApplication>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QProcess>
@@ -55,6 +58,12 @@ protected:
         return found;
     }
     void click(const QString &name) { control<QAbstractButton>(name)->click(); }
+    // Clicks "Sound programmieren" and waits until the run has ended.
+    void program()
+    {
+        click("Command1");
+        EXPECT_TRUE(QTest::qWaitFor([this] { return !control("ProgressBar1")->isVisible(); }));
+    }
     void selectEvent(int event) { control<QListWidget>("List3")->setCurrentRow(event); }
     // Selects name in the file list, then double-clicks slot k.
     void assign(int k, const QString &name)
@@ -277,8 +286,9 @@ TEST_F(MainWindow, OptionsReachTheToolAndTheCvBox)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.commandLine.toStdString());
-        for (const QString &option : c.clicks + QStringList{"Command3", "Command1"})
+        for (const QString &option : c.clicks + QStringList{"Command3"})
             click(option);
+        program();
         ASSERT_FALSE(m_tools.records.isEmpty());
         const FakeToolRecord &tool = *m_tools.records.last();
         EXPECT_EQ(tool.commandLine.section(' ', 0, 1), c.commandLine);
@@ -300,7 +310,7 @@ TEST_F(MainWindow, ProgrammingRunShowsOnStatusLineAndBarAndAbbrechenCancels)
         EXPECT_TRUE(QSignalSpy(bar, &QProgressBar::valueChanged).wait()); // Timer1 moves the bar
         m_tools.latest->finish(0);
     };
-    click("Command1");
+    program();
     EXPECT_EQ(status->text(), "Programmierung ist fertig!");
     EXPECT_FALSE(bar->isVisible());
     EXPECT_FALSE(control<QTimer>("Timer1")->isActive());
@@ -310,10 +320,44 @@ TEST_F(MainWindow, ProgrammingRunShowsOnStatusLineAndBarAndAbbrechenCancels)
         // Were the cancel lost, the tool ends well rather than keep the run waiting.
         QTimer::singleShot(0, m_tools.latest, [this] { m_tools.latest->finish(0); });
     };
-    click("Command1");
+    program();
     EXPECT_EQ(m_tools.records.last()->terminateCalls, 1);
     EXPECT_EQ(status->text(), "Programmierung abgebrochen...");
     EXPECT_FALSE(bar->isVisible());
+}
+
+// Com1..Com4 stay; a right click picks the adapter each leads to, the tooltip tells it, and a
+// port the tool cannot reach is explained in a box.
+TEST_F(MainWindow, ComButtonsChooseTheAdapterAndShowWhereTheyLead)
+{
+    QTemporaryDir root;
+    ASSERT_TRUE(QDir().mkpath(root.filePath("serial/by-id")));
+    for (const auto &[name, device] : {std::pair{"usb-A", "/dev/null"}, {"usb-B", "/dev/zero"}})
+        ASSERT_TRUE(QFile::link(device, root.filePath(QString("serial/by-id/") + name)));
+    m_window.reset();
+    m_services.deviceRoot = root.path();
+    SetUp();
+    const auto toolTip = [this](const QString &button) {
+        QHelpEvent hover(QEvent::ToolTip, {5, 5}, {});
+        QApplication::sendEvent(control(button), &hover);
+        return control(button)->toolTip().section('\n', 0, 0);
+    };
+    EXPECT_TRUE(toolTip("Option4").startsWith("Es sind 2 USB-Seriell-Adapter"));
+    emit control("Option4")->customContextMenuRequested({5, 5});
+    const QList<QAction *> offered = control<QMenu>("ComMenu")->actions();
+    ASSERT_EQ(offered.size(), 3);
+    EXPECT_EQ(offered[2]->text(), "usb-B (/dev/zero)");
+    offered[2]->trigger();
+    EXPECT_EQ(toolTip("Option4"), "Com2 → usb-B (/dev/zero)");
+
+    m_tools.script.refuse = ToolProcess::StartError::PortUnavailable;
+    m_tools.script.message = "Sie sind nicht in der Gruppe dialout";
+    click("Option4");
+    program();
+    const ToolPort port = m_tools.records.last()->port;
+    EXPECT_TRUE(port.number == 2 && port.device == "usb-B");
+    EXPECT_EQ(m_messages.shown.value(0).text, m_tools.script.message);
+    EXPECT_EQ(control<QLabel>("Label2")->text(), "Schnittstelle nicht bereit!");
 }
 
 } // namespace

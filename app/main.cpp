@@ -13,10 +13,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <QApplication>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <QTimer>
 
@@ -43,11 +43,13 @@ void onQtMessage(QtMsgType type, const QMessageLogContext &context, const QStrin
 
 int main(int argc, char *argv[])
 {
-    // Qt's own options (-session from a session manager, -platform, -style) still mean the
-    // window; anything else is the command line.
-    const bool qtOption = argc > 1 && argv[1][0] == '-' && argv[1][1] != '-' && argv[1][1] != 0 &&
-                          std::strcmp(argv[1], "-h") != 0;
-    if (argc > 1 && !qtOption)
+    // Qt's own options (-session from a session manager, -platform, -style) and a project to
+    // open (a double-click in a file manager) mean the window; anything else is the command line.
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const std::optional<QString> project = klangor::windowProject(arguments);
+    if (!project)
         return klangor::runCommandLine(argc, argv);
     g_qtHandler = qInstallMessageHandler(onQtMessage);
     QApplication app(argc, argv);
@@ -102,5 +104,9 @@ int main(int argc, char *argv[])
     window.show();
     if (!resolved)
         QTimer::singleShot(0, &window, [&] { messages.show(resolved.error()); });
+    if (!project->isEmpty()) // relative to where it was started
+        QTimer::singleShot(0, &window, [&window, path = QFileInfo(*project).absoluteFilePath()] {
+            window.openProject(path);
+        });
     return QApplication::exec();
 }

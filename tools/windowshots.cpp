@@ -30,6 +30,7 @@ public:
     void PlaySoundOnce(const QString &) override {}
     void PlaySoundLoop(const QString &) override {}
     void PlaySoundWait(const QString &) override {}
+    void WaitUntilHeard() override {}
     void StopSound() override {}
 };
 

@@ -3,6 +3,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QTimer>
+#include <utility>
 
 namespace klangor {
 
@@ -100,6 +101,15 @@ void PlaybackEngine::playAndWait(std::shared_ptr<const PcmSound> sound)
         m_chaining = false;
         holdInputUntilHeard(ticket, generation, budgetMs);
     });
+}
+
+void PlaybackEngine::waitUntilHeard()
+{
+    if (!m_output || !m_chaining)
+        return;
+    m_chaining = false;
+    const FrameSource::Ticket ticket = std::exchange(m_lastWait, 0); // nothing left for later
+    holdInputUntilHeard(ticket, m_generation, leadMs + waitMarginMs);
 }
 
 void PlaybackEngine::stop()

@@ -26,6 +26,9 @@ public:
     // input waits until the sound's last sample has been heard. Runs the event loop meanwhile,
     // without user input.
     void playAndWait(std::shared_ptr<const PcmSound> sound);
+    // Ends a group early, where the caller knows no sound follows: returns once the last sound
+    // of playAndWait has been heard, without user input meanwhile.
+    void waitUntilHeard();
     // Drops what plays; nothing more is heard after what the stream already holds.
     void stop();
     // False without an output or once the output refused to start.

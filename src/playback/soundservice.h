@@ -21,6 +21,9 @@ public:
     // Plays a working file given by its bare name ("3.wav", found in the program folder) and
     // returns when it has ended; the next sound may follow without a gap.
     virtual void PlaySoundWait(const QString &bareName) = 0;
+    // After a group's last PlaySoundWait: returns once that sound has been heard to its end,
+    // holding the user's input meanwhile.
+    virtual void WaitUntilHeard() = 0;
     // Stops the playing sound; nothing audible follows.
     virtual void StopSound() = 0;
 };

@@ -41,6 +41,11 @@ void SystemSoundService::PlaySoundWait(const QString &bareName)
     tellIfMute();
 }
 
+void SystemSoundService::WaitUntilHeard()
+{
+    m_engine.waitUntilHeard();
+}
+
 void SystemSoundService::StopSound()
 {
     m_engine.stop();

@@ -16,6 +16,7 @@ public:
     void PlaySoundOnce(const QString &path) override;
     void PlaySoundLoop(const QString &path) override;
     void PlaySoundWait(const QString &bareName) override;
+    void WaitUntilHeard() override;
     void StopSound() override;
 
 private:

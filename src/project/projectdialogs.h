@@ -12,7 +12,7 @@ public:
     virtual ~ProjectDialogs() = default;
     virtual QString ShowOpenDialog(const QString &filter, const QString &title,
                                    const QString &initialFolder) = 0;
-    // Asks before replacing an existing file.
+    // Asks before creating a new file and before replacing an existing one.
     virtual QString ShowSaveDialog(const QString &filter, const QString &title,
                                    const QString &initialFolder) = 0;
 };

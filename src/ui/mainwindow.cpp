@@ -57,7 +57,7 @@ template <typename W> W *place(W *widget, const char *name, const QRect &geometr
 
 QGroupBox *frame(const char *name, const char *caption, QWidget *parent, const QRect &geometry)
 {
-    return place(new QGroupBox(tr8(caption), parent), name, geometry);
+    return place(new CaptionFrame(tr8(caption), parent), name, geometry);
 }
 
 const QString CvDieselMissingText = QStringLiteral("CV-Datei \"cvdiesele.dat\" fehlt");
@@ -129,9 +129,10 @@ void Form1::createControls()
 {
     auto *client = new QWidget(this);
     client->setFixedSize(ClientWidth, ClientHeight);
-    // The layout is drawn for the classic 8-point dialog font; larger fonts clip captions.
-    QFont small = client->font();
-    small.setPointSizeF(std::min<qreal>(small.pointSizeF(), 8.0));
+    // The layout is drawn for the classic 8-point dialog font. Liberation Sans (a dependency of
+    // the package) has the widths for it, where the desktop's font would clip names.
+    QFont small(WindowFontFamily);
+    small.setPointSizeF(8);
     client->setFont(small);
     setCentralWidget(client);
 
@@ -144,7 +145,7 @@ void Form1::createControls()
     QGroupBox *frame4 = frame("Frame4", "Slots", client, {192, 8, 273, 337});
     for (int k = 1; k <= SlotRows; ++k) {
         const QString digit = QString::number(k);
-        auto *slotFrame = new QGroupBox(QStringLiteral("Slot ") + digit, frame4);
+        auto *slotFrame = new CaptionFrame(QStringLiteral("Slot ") + digit, frame4);
         slotFrame->setObjectName(QStringLiteral("SlotFrame") + digit);
         slotFrame->setGeometry(8, 16 + 56 * (k - 1), 257, 49);
         SlotRow &r = row(k);
@@ -222,6 +223,10 @@ void Form1::createControls()
 
     m_list3 = place(new QListWidget(client), "List3", {472, 80, 313, 277});
     m_list3->addItems(SoundTable::texts());
+    // The longest event names need the narrow cut of the font to show whole.
+    QFont narrow(NarrowFontFamily);
+    narrow.setPointSizeF(8);
+    m_list3->setFont(narrow);
     m_list3->setSelectionMode(QAbstractItemView::SingleSelection);
     // The slot rows act on the selected event: a Ctrl+click must not leave none selected.
     connect(m_list3, &QListWidget::itemSelectionChanged, this, [this] {
@@ -656,6 +661,8 @@ void Form1::Command2_Click()
         if (m_slotFileNames.isAssigned(n))
             m_services.sound->PlaySoundWait(workingFileName(n));
     }
+    // The last sound is still heard when PlaySoundWait returns; the pointer says so until its end.
+    m_services.sound->WaitUntilHeard();
     setMousePointer(MousePointer::Default);
 }
 
@@ -775,6 +782,11 @@ void Form1::setupProjects()
 void Form1::Offnen_Click()
 {
     m_projects->open();
+}
+
+void Form1::openProject(const QString &projectPath)
+{
+    m_projects->openFile(projectPath);
 }
 
 void Form1::Speichern_Click()

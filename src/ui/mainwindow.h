@@ -62,12 +62,17 @@ public:
     static constexpr int ClientWidth = 906;
     static constexpr int ClientHeight = 573;
     static constexpr int SlotRows = 5;
+    // The window's font, at 8 points; a dependency of the package.
+    static inline const QString WindowFontFamily = QStringLiteral("Liberation Sans");
+    static inline const QString NarrowFontFamily = QStringLiteral("Liberation Sans Narrow");
 
     explicit Form1(const WindowServices &services, QWidget *parent = nullptr);
     ~Form1() override;
 
     const SlotFileNames &slotFileNames() const { return m_slotFileNames; }
     const QString &programFolder() const { return m_services.programFolder; }
+    // Opens a project as "Öff&nen" does once the file is chosen.
+    void openProject(const QString &projectPath);
 
 public slots:
     // Start-up and file browser

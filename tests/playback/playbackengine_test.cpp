@@ -37,25 +37,31 @@ struct Rig
     std::unique_ptr<PlaybackEngine> engine;
 };
 
+// The group ends when the caller is back in its event loop, or when it says so itself.
 TEST(PlaybackEngine, GroupSoundsJoinBackToBackAndInputWaitsForTheLastSample)
 {
-    Rig rig;
-    const auto a = rampSound(1500, 1);
-    const auto b = rampSound(40, 5000); // shorter than what the engine leaves itself ahead
-    const auto c = rampSound(900, 9000);
-    for (const auto &sound : {a, b, c})
-        rig.engine->playAndWait(sound);
-    // Back from the last one early enough to queue another; the user's input is held until the
-    // window's event loop has had its turn and the last sample has been heard.
-    ASSERT_EQ(rig.recording.size(), 1u);
-    const qint64 start = rig.find(a);
-    ASSERT_GE(start, 0);
-    const qint64 end = start + 2440;
-    EXPECT_LT(rig.output->heardPosition(), end);
-    QCoreApplication::processEvents();
-    EXPECT_GE(rig.output->heardPosition(), end);
-    EXPECT_EQ(rig.find(b, start), start + 1500);
-    EXPECT_EQ(rig.find(c, start), start + 1540);
+    for (const bool callerEnds : {false, true}) {
+        Rig rig;
+        const auto a = rampSound(1500, 1);
+        const auto b = rampSound(40, 5000); // shorter than what the engine leaves itself ahead
+        const auto c = rampSound(900, 9000);
+        for (const auto &sound : {a, b, c})
+            rig.engine->playAndWait(sound);
+        // Back from the last one early enough to queue another; the user's input is held until
+        // the last sample has been heard.
+        ASSERT_EQ(rig.recording.size(), 1u);
+        const qint64 start = rig.find(a);
+        ASSERT_GE(start, 0);
+        const qint64 end = start + 2440;
+        EXPECT_LT(rig.output->heardPosition(), end);
+        if (callerEnds)
+            rig.engine->waitUntilHeard();
+        else
+            QCoreApplication::processEvents();
+        EXPECT_GE(rig.output->heardPosition(), end) << callerEnds;
+        EXPECT_EQ(rig.find(b, start), start + 1500);
+        EXPECT_EQ(rig.find(c, start), start + 1540);
+    }
 }
 
 TEST(PlaybackEngine, AnOutputThatStopsOpeningHoldsNothingUp)

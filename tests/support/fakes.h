@@ -30,7 +30,14 @@ public:
     {
         calls << QStringLiteral("wait:") + bareName;
     }
+    void WaitUntilHeard() override
+    {
+        calls << QStringLiteral("heard");
+        if (whileHeard)
+            whileHeard();
+    }
     void StopSound() override { calls << QStringLiteral("stop"); }
+    std::function<void()> whileHeard;
     QStringList calls;
 };
 

@@ -16,6 +16,7 @@
 #include <QDialog>
 #include <QDir>
 #include <QFile>
+#include <QFontInfo>
 #include <QGuiApplication>
 #include <QHelpEvent>
 #include <QLabel>
@@ -23,8 +24,11 @@
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QStyleOptionButton>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
@@ -104,13 +108,41 @@ TEST_F(MainWindow, EventListSelectionShowsTheEventsSlots)
     EXPECT_EQ(events->selectedItems(), QList{events->item(0)});
 }
 
-TEST_F(MainWindow, EveryStatusTextFitsTheStatusLine)
+// In the window's font every event name, caption and status text fits its control at its
+// size, and what a frame holds clears the frame's line.
+TEST_F(MainWindow, EveryTextFitsItsControlInTheWindowsFont)
 {
+    auto *events = control<QListWidget>("List3");
+    EXPECT_EQ(QFontInfo(control("Slot1")->font()).family(), Form1::WindowFontFamily);
+    EXPECT_EQ(QFontInfo(events->font()).family(), Form1::NarrowFontFamily);
+    EXPECT_EQ(events->horizontalScrollBar()->maximum(), 0); // no name is cut
+    EXPECT_EQ(events->verticalScrollBar()->maximum(), 0);   // all 20 show
+    auto *caption = control<QLabel>("Label1");
+    for (int event = 0; event < events->count(); ++event) {
+        selectEvent(event);
+        EXPECT_LE(caption->heightForWidth(caption->width()), caption->height()) << event;
+    }
     const auto *status = control<QLabel>("Label2");
-    const QStringList texts = ProgrammingRun::statusTexts() << "CV-Datei \"cvdiesele.dat\" fehlt";
-    for (const QString &text : texts)
+    EXPECT_EQ(status->font().pointSizeF(), 18);
+    for (const QString &text : ProgrammingRun::statusTexts() << "CV-Datei \"cvdiesele.dat\" fehlt")
         EXPECT_LE(status->fontMetrics().horizontalAdvance(text), status->contentsRect().width())
             << text.toStdString();
+    for (const QAbstractButton *button : m_window->findChildren<QAbstractButton *>()) {
+        QStyleOptionButton option;
+        option.initFrom(button);
+        option.text = button->text();
+        const auto contents = qobject_cast<const QRadioButton *>(button)
+                                  ? QStyle::SE_RadioButtonContents
+                                  : QStyle::SE_PushButtonContents;
+        EXPECT_LE(button->fontMetrics().horizontalAdvance(button->text()),
+                  button->style()->subElementRect(contents, &option, button).width())
+            << button->objectName().toStdString();
+    }
+    for (const CaptionFrame *frame : m_window->findChildren<CaptionFrame *>()) {
+        EXPECT_LT(frame->captionRect().right(), frame->width() - 2) << frame->title().toStdString();
+        for (const QWidget *inside : frame->findChildren<QWidget *>(Qt::FindDirectChildrenOnly))
+            EXPECT_GT(inside->y(), frame->lineTop() + 1) << inside->objectName().toStdString();
+    }
 }
 
 // Under a real window manager the window offers no resize border and no maximize button. Runs
@@ -215,13 +247,18 @@ TEST_F(MainWindow, PlaybackButtonsReachTheSoundService)
         QStringList calls;
     };
     const Step steps[] = {
-        {"Test3", "LLLLL", {}},                                // an empty slot plays nothing
-        {"Test1", "SLLLL", {loop(37)}},                        // the slot's working file loops
-        {"Test2", "LSLLL", {loop(38)}},                        // another slot takes over
-        {"Test2", "LLLLL", {"stop"}},                          // the same button stops it
-        {"Command2", "LLLLL", {"wait:37.wav", "wait:38.wav"}}, // the event's sounds in turn
-        {"Test1", "SLLLL", {loop(37)}},                        // loops again
+        {"Test3", "LLLLL", {}},         // an empty slot plays nothing
+        {"Test1", "SLLLL", {loop(37)}}, // the slot's working file loops
+        {"Test2", "LSLLL", {loop(38)}}, // another slot takes over
+        {"Test2", "LLLLL", {"stop"}},   // the same button stops it
+        {"Command2", "LLLLL", {"wait:37.wav", "wait:38.wav", "heard"}}, // the sounds in turn
+        {"Test1", "SLLLL", {loop(37)}},                                 // loops again
         {"Command10", "LLLLL", {"stop"}}, // Löschen of a looping slot stops it
+    };
+    // The group is playing until its last sound has been heard.
+    bool busyWhileHeard = false;
+    m_sound.whileHeard = [&] {
+        busyWhileHeard = m_window->cursor().shape() == Qt::BusyCursor;
     };
     for (const Step &s : steps) {
         SCOPED_TRACE(s.button);
@@ -234,6 +271,7 @@ TEST_F(MainWindow, PlaybackButtonsReachTheSoundService)
         EXPECT_EQ(m_window->cursor().shape() == Qt::BusyCursor, captions.contains('S'));
         EXPECT_EQ(m_sound.calls, s.calls);
     }
+    EXPECT_TRUE(busyWhileHeard);
 }
 
 TEST_F(MainWindow, MenuReachesTheProjectCommands)

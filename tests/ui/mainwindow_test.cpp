@@ -124,7 +124,9 @@ TEST_F(MainWindow, EveryTextFitsItsControlInTheWindowsFont)
     }
     const auto *status = control<QLabel>("Label2");
     EXPECT_EQ(status->font().pointSizeF(), 18);
-    for (const QString &text : ProgrammingRun::statusTexts() << "CV-Datei \"cvdiesele.dat\" fehlt")
+    const QStringList statusTexts = ProgrammingRun::statusTexts()
+                                    << "CV-Datei \"cvdiesele.dat\" fehlt";
+    for (const QString &text : statusTexts)
         EXPECT_LE(status->fontMetrics().horizontalAdvance(text), status->contentsRect().width())
             << text.toStdString();
     for (const QAbstractButton *button : m_window->findChildren<QAbstractButton *>()) {

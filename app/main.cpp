@@ -1,6 +1,7 @@
 #include "cli/commandline.h"
 #include "common/version.h"
 #include "platform/filebatch.h"
+#include "platform/programfiles.h"
 #include "platform/programfolder.h"
 #include "platform/systeminfo.h"
 #include "platform/toolprocess.h"
@@ -13,9 +14,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <QApplication>
 #include <QDir>
+#include <QFile>
+#include <QFileInfo>
 #include <QStandardPaths>
 #include <QTimer>
 
@@ -42,11 +44,13 @@ void onQtMessage(QtMsgType type, const QMessageLogContext &context, const QStrin
 
 int main(int argc, char *argv[])
 {
-    // Qt's own options (-session from a session manager, -platform, -style) still mean the
-    // window; anything else is the command line.
-    const bool qtOption = argc > 1 && argv[1][0] == '-' && argv[1][1] != '-' && argv[1][1] != 0 &&
-                          std::strcmp(argv[1], "-h") != 0;
-    if (argc > 1 && !qtOption)
+    // Qt's own options (-session from a session manager, -platform, -style) and a project to
+    // open (a double-click in a file manager) mean the window; anything else is the command line.
+    QStringList arguments;
+    for (int i = 1; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    const std::optional<QString> project = klangor::windowProject(arguments);
+    if (!project)
         return klangor::runCommandLine(argc, argv);
     g_qtHandler = qInstallMessageHandler(onQtMessage);
     QApplication app(argc, argv);
@@ -80,8 +84,19 @@ int main(int argc, char *argv[])
     services.waveDevice = &waveDevice;
     services.dialogs = &dialogs;
     services.launcher = &launcher;
-    services.makeToolProcess = [] {
-        return klangor::createSystemToolProcess();
+    // Windows tools run in a wine prefix of the program's own, in the user's folder, never in
+    // the user's ~/.wine; the launcher lies beside the program or, installed, under lib/.
+    klangor::ToolSetup toolSetup;
+    toolSetup.winePrefix = QDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation))
+                               .filePath(QStringLiteral("wine"));
+    for (const QString &folder :
+         {executableFolder, QDir(executableFolder).filePath(QStringLiteral("../lib/klangor"))}) {
+        const QString candidate = QDir(folder).filePath(klangor::LauncherFileName);
+        if (toolSetup.launcher.isEmpty() && QFile::exists(candidate))
+            toolSetup.launcher = candidate;
+    }
+    services.makeToolProcess = [toolSetup] {
+        return klangor::createSystemToolProcess(toolSetup);
     };
 
     klangor::Form1 window(services);
@@ -90,5 +105,9 @@ int main(int argc, char *argv[])
     window.show();
     if (!resolved)
         QTimer::singleShot(0, &window, [&] { messages.show(resolved.error()); });
+    if (!project->isEmpty()) // relative to where it was started
+        QTimer::singleShot(0, &window, [&window, path = QFileInfo(*project).absoluteFilePath()] {
+            window.openProject(path);
+        });
     return QApplication::exec();
 }

@@ -1,20 +1,22 @@
 // Stand-in for the decoder programming tools, for development and tests without a decoder.
 // Built twice: as sndburn.exe (port, soundlist.dat, cvlist.dat) and as cvburn.exe (port,
 // cvlist.dat); natively, and as Windows programs with the MinGW cross compiler, run by wine.
-// Standard C++ only, so the one source serves both. It checks its command line and the files it is
-// given as the real tool would need them, notes what it saw in "standin.log" in its working folder,
-// takes its time and exits.
+// Standard C++ but for the serial port and the crash of the Windows build. It checks its command
+// line and the files it is given as the real tool would need them, notes what it saw in
+// "standin.log" in its working folder, takes its time and exits. The Windows build also opens
+// COMn, as the real tool does, and writes the bytes of the files it was given to it.
 //
 // Controlled through the environment:
 //   KLANGOR_STANDIN_SECONDS  how long to "program" (default 3, fractions allowed)
 //   KLANGOR_STANDIN_UNTIL    a file path: "programs" until that file exists instead
 //   KLANGOR_STANDIN_EXIT     exit code after a good run (default 0; 0..255, on Windows
 //                            up to 999999999, so that 258 can be given)
-//   KLANGOR_STANDIN_CRASH    when "1", aborts after the wait (a crashing tool)
+//   KLANGOR_STANDIN_CRASH    when "1", crashes after the wait: aborts, on Windows with an
+//                            access violation (0xC0000005)
 //
 // Exit codes of its own: 2 bad command line, 3 bad soundlist.dat, 4 a listed WAV file
-// missing or not RIFF/WAVE, 5 bad cvlist.dat, 6 bad control variable. Through wine the program
-// takes a 2 for 258, a good run: look at standin.log.
+// missing or not RIFF/WAVE, 5 bad cvlist.dat, 6 bad control variable, 7 the port cannot be
+// opened or written.
 
 #include <algorithm>
 #include <chrono>
@@ -27,6 +29,9 @@
 #include <string>
 #include <thread>
 #include <vector>
+#ifdef _WIN32
+#include <windows.h>
+#endif
 
 namespace {
 
@@ -43,6 +48,7 @@ enum ExitCode
     BadWaveFile = 4,
     BadCvList = 5,
     BadControl = 6,
+    BadPort = 7,
 };
 
 class Log
@@ -213,6 +219,46 @@ std::optional<int> chosenExitCode()
     return static_cast<int>(std::stol(text));
 }
 
+// Writes the files to COM<port> as they are, one after the other.
+bool writePort(Log &log, const std::string &port, const std::vector<std::string> &files)
+{
+#ifdef _WIN32
+    const std::string device = "\\\\.\\COM" + port;
+    HANDLE handle = CreateFileA(device.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                OPEN_EXISTING, 0, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        log.line("port=cannot open COM" + port + " error=" + std::to_string(GetLastError()));
+        return false;
+    }
+    std::size_t total = 0;
+    for (const std::string &name : files) {
+        const std::string bytes = readFile(name).value_or(std::string());
+        DWORD written = 0;
+        if (!WriteFile(handle, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr) ||
+            written != bytes.size()) {
+            CloseHandle(handle);
+            log.line("port=cannot write COM" + port);
+            return false;
+        }
+        total += written;
+    }
+    CloseHandle(handle);
+    log.line("port=COM" + port + " wrote=" + std::to_string(total));
+#else
+    static_cast<void>(files);     // the native build has no port to reach
+    log.line("port=COM" + port);
+#endif
+    return true;
+}
+
+[[noreturn]] void crashNow()
+{
+#ifdef _WIN32
+    RaiseException(EXCEPTION_ACCESS_VIOLATION, EXCEPTION_NONCONTINUABLE, 0, nullptr);
+#endif
+    std::abort();
+}
+
 int finish(Log &log, int code)
 {
     log.line("exit=" + std::to_string(code));
@@ -254,7 +300,8 @@ int main(int argc, char **argv)
     if (const int fault = checkCvList(log))
         return finish(log, fault);
 
-    log.line("port=COM" + args[0]);
+    if (!writePort(log, args[0], files))
+        return finish(log, BadPort);
     if (const char *until = std::getenv("KLANGOR_STANDIN_UNTIL")) {
         // A test that is gone with its folder leaves no tool behind.
         const std::filesystem::path release(until);
@@ -266,7 +313,7 @@ int main(int argc, char **argv)
     const char *crash = std::getenv("KLANGOR_STANDIN_CRASH");
     if (crash && std::string(crash) == "1") {
         log.line("crash");
-        std::abort();
+        crashNow();
     }
     return finish(log, *code);
 }

@@ -50,7 +50,7 @@ int main(int argc, char **argv)
     qputenv("KLANGOR_STANDIN_SECONDS", "5");
     qputenv("KLANGOR_STANDIN_EXIT", "0");
 
-    klangor::ProgrammingRun run(folder.path(), [] { return klangor::createSystemToolProcess(); });
+    klangor::ProgrammingRun run(folder.path(), [] { return klangor::createSystemToolProcess({}); });
     // Ticks as the window's timer gives them, so their cost is counted too.
     QTimer timer;
     timer.setInterval(100);
@@ -68,7 +68,15 @@ int main(int argc, char **argv)
     QElapsedTimer wall;
     const double cpuBefore = cpuSeconds();
     wall.start();
-    const auto outcome = run.run(names, 16, [] { return klangor::toolCommand(false, 1); });
+    auto outcome = klangor::ProgrammingRun::Outcome::Failed;
+    QObject::connect(&run, &klangor::ProgrammingRun::finished, &app,
+                     [&outcome](klangor::ProgrammingRun::Outcome ended) {
+                         outcome = ended;
+                         QCoreApplication::quit();
+                     });
+    run.start(names, 16, [] { return klangor::toolCommand(false, 1); });
+    if (run.isRunning())
+        QCoreApplication::exec();
     const double wallSeconds = static_cast<double>(wall.elapsed()) / 1000.0;
     const double cpu = cpuSeconds() - cpuBefore;
 

@@ -2,6 +2,8 @@
 #include "platform/waveaudiodevice.h"
 #include "soundset/wavecheck.h"
 
+#include <QFileInfo>
+
 namespace klangor {
 
 int runCheck(const CommandArguments &arguments, Console &console)
@@ -11,7 +13,11 @@ int runCheck(const CommandArguments &arguments, Console &console)
     WaveChecker checker(device);
     int exitCode = ExitSuccess;
     for (const QString &path : arguments.positional) {
-        const Status checked = checker.CheckWaveFile(path);
+        // The window's check calls every unreadable file a wrong format; here the user typed
+        // the name and is told when it names nothing.
+        const Status checked = QFileInfo::exists(path)
+                                   ? checker.CheckWaveFile(path)
+                                   : Status(QStringLiteral("Die Datei existiert nicht."));
         console.out << outputField(path) << '\t'
                     << (checked ? QStringLiteral("OK") : checked.error().text) << '\n';
         if (!checked)

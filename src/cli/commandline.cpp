@@ -137,8 +137,9 @@ void printOverview(QTextStream &out, const QList<CommandLineCommand> &table, con
     out << "Aufruf: klangor " << (group.isEmpty() ? QString() : group + QLatin1Char(' '))
         << "BEFEHL [OPTIONEN] ARGUMENTE...\n\n";
     if (group.isEmpty())
-        out << "Ohne Argumente öffnet Klangor sein Fenster. Mit einem Befehl arbeitet es auf\n"
-               "der Kommandozeile, ohne Fenster und ohne grafische Sitzung.\n\n";
+        out << "Ohne Argumente öffnet Klangor sein Fenster, mit DATEI.spj das Fenster mit\n"
+               "diesem Sound Projekt. Mit einem Befehl arbeitet es auf der Kommandozeile, ohne\n"
+               "Fenster und ohne grafische Sitzung.\n\n";
     out << "Befehle:\n";
     QList<std::pair<QString, QString>> rows;
     for (const CommandLineCommand &command : table) {
@@ -233,12 +234,16 @@ int runCommand(const CommandLineCommand &command, const QStringList &rest, Conso
             return usageError(console, QStringLiteral("Die Option „%1“ hat keinen Wert.").arg(name),
                               helpCall);
         if (!option->valueName.isEmpty()) {
-            if (equals < 0 && i + 1 >= rest.size())
+            if (equals >= 0)
+                value = argument.mid(equals + 1);
+            else if (i + 1 < rest.size())
+                value = rest.at(++i);
+            // An empty value ("-o ''") names nothing either.
+            if (value.isEmpty())
                 return usageError(console,
                                   QStringLiteral("Der Option „%1“ fehlt der Wert %2.")
                                       .arg(name, option->valueName),
                                   helpCall);
-            value = equals >= 0 ? argument.mid(equals + 1) : rest.at(++i);
         }
         parsed.options.insert(name, value);
     }
@@ -263,7 +268,34 @@ int runCommand(const CommandLineCommand &command, const QStringList &rest, Conso
     return command.run(parsed, console);
 }
 
+// Qt's own options that take a value; a session manager restarts the window with -session.
+const QStringList kQtValueOptions =
+    QStringLiteral("-platform -platformpluginpath -platformtheme -plugin -session -style "
+                   "-stylesheet -display -geometry -qwindowgeometry -title -qwindowtitle -icon "
+                   "-qwindowicon -name -font -fn -bg -fg -btn -visual -im -inputstyle")
+        .split(QLatin1Char(' '));
+const QStringList kQtSwitches =
+    QStringLiteral("-reverse -nograb -dograb -sync -widgetcount").split(QLatin1Char(' '));
+
 } // namespace
+
+std::optional<QString> windowProject(const QStringList &arguments)
+{
+    QString project;
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        const QString &argument = arguments.at(i);
+        if (kQtSwitches.contains(argument))
+            continue;
+        if (kQtValueOptions.contains(argument) && i + 1 < arguments.size()) {
+            ++i;
+            continue;
+        }
+        if (!project.isEmpty() || !argument.endsWith(QStringLiteral(".spj"), Qt::CaseInsensitive))
+            return std::nullopt;
+        project = argument;
+    }
+    return project;
+}
 
 QString outputField(const QString &text)
 {

@@ -2,6 +2,7 @@
 
 #include "common/version.h"
 
+#include <optional>
 #include <QHash>
 #include <QList>
 #include <QString>
@@ -63,6 +64,11 @@ int runCommandLine(const QList<CommandLineCommand> &commands, const QStringList 
 // The same for main's arguments, on standard output and error, in UTF-8. Creates no
 // QGuiApplication, so no display is needed.
 int runCommandLine(int argc, char *argv[]);
+
+// Whether a call of the program (its arguments without the program name) means the window:
+// nothing, Qt's own options (a session manager's -session), at most one sound project
+// ("FILE.spj") to open. The project to open ("" for none), or nullopt for a command line.
+std::optional<QString> windowProject(const QStringList &arguments);
 
 // A text made safe for one field of one output line: tabs, line breaks and other control
 // characters are written as \t, \n, \xHH, a backslash as \\.

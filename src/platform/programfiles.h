@@ -32,6 +32,8 @@ inline QStringList cvDefaultFileNames()
 // The programming tools: the sound tool, and the CV-only tool for Selectrix.
 inline const QString SoundToolFileName = QStringLiteral("sndburn.exe");
 inline const QString CvToolFileName = QStringLiteral("cvburn.exe");
+// Runs them under wine and hands on their whole exit code; lies beside the program.
+inline const QString LauncherFileName = QStringLiteral("klangor-launch.exe");
 
 // Temporaries and staging folders of the file writers start with this; whatever a killed run
 // left behind under this prefix is cleared at the next start.

@@ -1,7 +1,6 @@
 #include "platform/systemreason.h"
 
 #include <cerrno>
-#include <cstring>
 
 namespace klangor {
 
@@ -36,10 +35,16 @@ QString systemReason(int errorNumber)
         return QStringLiteral("Es sind zu viele Dateien geöffnet.");
     case ELOOP:
         return QStringLiteral("Zu viele verkettete Verknüpfungen.");
+    case EEXIST:
+        return QStringLiteral("Unter diesem Namen gibt es schon eine Datei.");
+    case ENOTEMPTY:
+        return QStringLiteral("Der Ordner ist nicht leer.");
+    case EBUSY:
+    case ETXTBSY:
+        return QStringLiteral("Die Datei wird gerade benutzt.");
     default:
-        return QStringLiteral("Systemfehler %1 (%2).")
-            .arg(errorNumber)
-            .arg(QString::fromLocal8Bit(std::strerror(errorNumber)));
+        // The system's own text would be English; the number says enough to look it up.
+        return QStringLiteral("Systemfehler %1.").arg(errorNumber);
     }
 }
 

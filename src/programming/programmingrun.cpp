@@ -1,12 +1,9 @@
 #include "programming/programmingrun.h"
 
 #include "platform/programfiles.h"
-#include "platform/toolprocess.h"
 #include "programming/soundlist.h"
 
-#include <QCoreApplication>
-#include <QEventLoop>
-#include <QPointer>
+#include <QTimer>
 
 namespace klangor {
 
@@ -14,8 +11,8 @@ ToolCommand toolCommand(bool selectrix, int comPort)
 {
     const QString port = QString::number(comPort);
     if (selectrix)
-        return {CvToolFileName, {port, CvListFileName}};
-    return {SoundToolFileName, {port, SoundListFileName, CvListFileName}};
+        return {CvToolFileName, {port, CvListFileName}, {comPort, {}}};
+    return {SoundToolFileName, {port, SoundListFileName, CvListFileName}, {comPort, {}}};
 }
 
 namespace {
@@ -25,6 +22,7 @@ const QString RunningText = QStringLiteral("Programmierung läuft...");
 const QString NotFoundText = QStringLiteral("Programmiertool nicht gefunden!");
 // Three ways to fail one start end in the same text.
 const QString NotStartableText = QStringLiteral("Programmiertool startet nicht!");
+const QString PortUnavailableText = QStringLiteral("Schnittstelle nicht bereit!");
 const QString DoneText = QStringLiteral("Programmierung ist fertig!");
 const QString FailedText = QStringLiteral("Ein Fehler ist aufgetreten!");
 const QString CancelledText = QStringLiteral("Programmierung abgebrochen...");
@@ -35,123 +33,99 @@ constexpr int ProgressMaximum = 100;
 
 QStringList ProgrammingRun::statusTexts()
 {
-    return {RunningText, NotFoundText, NotStartableText, DoneText, FailedText, CancelledText};
+    return {RunningText, NotFoundText, NotStartableText, PortUnavailableText,
+            DoneText,    FailedText,   CancelledText};
 }
 
 ProgrammingRun::ProgrammingRun(QString programFolder, ToolFactory makeTool, QObject *parent)
     : QObject(parent), m_programFolder(std::move(programFolder)), m_makeTool(std::move(makeTool))
 {}
 
-ProgrammingRun::~ProgrammingRun()
-{
-    // A run waiting further up the stack must get out; it notices that this object is gone.
-    stopWaiting();
-}
+ProgrammingRun::~ProgrammingRun() = default;
 
-ProgrammingRun::Outcome ProgrammingRun::run(const SlotFileNames &names, int memoryMBit,
-                                            const CommandChooser &chooseCommand)
+bool ProgrammingRun::start(const SlotFileNames &names, int memoryMBit,
+                           const CommandChooser &chooseCommand)
 {
     if (m_running)
-        return Outcome::Ignored; // one tool is watched at a time
+        return false; // one tool is watched at a time
     m_running = true;
-    m_cancelRequested = false;
-    m_toolEnded = false;
-    m_startFailed = false;
-    m_tool.reset(); // the last run's tool is no longer ours to cancel
-    const QPointer<ProgrammingRun> alive(this);
+    m_message.clear();
+    // The last run's tool is no longer ours to cancel; a cancelled one is already dead.
+    m_tool.reset();
+    const quint64 run = ++m_runNumber;
 
     WriteSoundList(m_programFolder, names, memoryMBit);
-    QCoreApplication::processEvents(); // pending window events run once, as a cancel may be
-    if (!alive)
-        return Outcome::Interrupted;
-
-    // A cancel during the sound list's yield has already reset the window: no tool then.
-    Outcome outcome = Outcome::Cancelled;
-    if (!m_cancelRequested) {
+    // The tool starts from the event loop, so window events already pending (a click on
+    // "Abbrechen") are handled first; a run cancelled meanwhile starts no tool.
+    QTimer::singleShot(0, this, [this, run, chooseCommand] {
+        if (!m_running || run != m_runNumber)
+            return;
         setStatusText(RunningText);
         setProgressVisible(true); // goes on from where the last run left it
         setTimerActive(true);
-        outcome = waitForTool(chooseCommand());
-        if (!alive)
-            return Outcome::Interrupted;
-    }
-
-    setProgressVisible(false);
-    setTimerActive(false);
-    m_running = false;
-    return outcome;
+        startTool(chooseCommand());
+    });
+    return true;
 }
 
-ProgrammingRun::Outcome ProgrammingRun::waitForTool(const ToolCommand &command)
+void ProgrammingRun::startTool(const ToolCommand &command)
 {
     m_tool = m_makeTool ? m_makeTool() : nullptr;
     if (!m_tool) {
-        setStatusText(NotStartableText);
-        return Outcome::NotStartable;
+        end(Outcome::NotStartable, NotStartableText);
+        return;
     }
     connect(m_tool.get(), &ToolProcess::finished, this, [this](int exitCode) {
-        m_exitCode = exitCode;
-        m_toolEnded = true;
-        stopWaiting();
+        const bool success = exitCode == 0 || exitCode == ToolProcess::DoneExitCode;
+        end(success ? Outcome::Done : Outcome::Failed, success ? DoneText : FailedText);
     });
-    connect(m_tool.get(), &ToolProcess::startFailed, this, [this] {
-        m_startFailed = true;
-        stopWaiting();
-    });
+    connect(m_tool.get(), &ToolProcess::startFailed, this,
+            [this] { end(Outcome::NotStartable, NotStartableText); });
 
-    if (!m_tool->start(command.program, command.arguments, m_programFolder)) {
-        const bool missing = m_tool->startError() == ToolProcess::StartError::NotFound;
-        setStatusText(missing ? NotFoundText : NotStartableText);
-        return missing ? Outcome::NotFound : Outcome::NotStartable;
+    if (m_tool->start(command.program, command.arguments, m_programFolder, command.port))
+        return;
+    switch (m_tool->startError()) {
+    case ToolProcess::StartError::NotFound:
+        end(Outcome::NotFound, NotFoundText);
+        break;
+    case ToolProcess::StartError::PortUnavailable:
+        m_message = m_tool->startMessage();
+        end(Outcome::PortUnavailable, PortUnavailableText);
+        break;
+    default:
+        end(Outcome::NotStartable, NotStartableText);
+        break;
     }
-
-    // Sleeps in the event loop until the tool ends or the run is cancelled: clicks, repaints
-    // and timer ticks go on meanwhile, without polling.
-    const QPointer<ProgrammingRun> alive(this);
-    QEventLoop wait;
-    m_wait = &wait;
-    if (!m_toolEnded && !m_startFailed && !m_cancelRequested)
-        wait.exec();
-    if (!alive)
-        return Outcome::Interrupted;
-    m_wait = nullptr;
-
-    if (m_cancelRequested)
-        return Outcome::Cancelled; // the cancel's text stays
-    if (m_startFailed) {
-        setStatusText(NotStartableText);
-        return Outcome::NotStartable;
-    }
-    if (!m_toolEnded)
-        return Outcome::Interrupted; // the application is quitting; the tool runs on
-    const bool success = m_exitCode == 0 || m_exitCode == ToolProcess::DoneExitCode;
-    setStatusText(success ? DoneText : FailedText);
-    return success ? Outcome::Done : Outcome::Failed;
 }
 
 void ProgrammingRun::cancel()
 {
     if (m_running) {
-        m_cancelRequested = true;
-        if (m_tool && m_tool->isRunning())
+        if (m_tool) {
+            m_tool->disconnect(this); // its late end changes nothing
             m_tool->terminate();
-        stopWaiting();
+        }
+        end(Outcome::Cancelled, CancelledText);
+        return;
     }
     setStatusText(CancelledText);
     setProgressVisible(false);
     setTimerActive(false);
 }
 
+void ProgrammingRun::end(Outcome outcome, const QString &text)
+{
+    setStatusText(text);
+    setProgressVisible(false);
+    setTimerActive(false);
+    m_running = false;
+    emit finished(outcome);
+}
+
 void ProgrammingRun::tick()
 {
     const int next = m_progressValue + 1;
     setProgressValue(next >= ProgressMaximum ? 0 : next);
-}
-
-void ProgrammingRun::stopWaiting()
-{
-    if (m_wait)
-        m_wait->quit();
 }
 
 void ProgrammingRun::setStatusText(const QString &text)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/toolprocess.h"
 #include "soundset/slotfilenames.h"
 
 #include <functional>
@@ -8,25 +9,23 @@
 #include <QString>
 #include <QStringList>
 
-class QEventLoop;
-
 namespace klangor {
 
-class ToolProcess;
-
-// One of the eight command lines of the programming tools.
+// One of the eight command lines of the programming tools, with the port it names.
 struct ToolCommand
 {
     QString program; // bare name, found in the program folder
     QStringList arguments;
+    ToolPort port;
 };
 
 // "sndburn.exe N soundlist.dat cvlist.dat", or with Selectrix "cvburn.exe N cvlist.dat".
 ToolCommand toolCommand(bool selectrix, int comPort);
 
-// The programming run: writes the sound list, runs the tool and waits for it without blocking
-// the window, and reports the outcome. It holds what the window shows (status line, progress
-// bar, timer) and announces every change, so the window only mirrors it.
+// The programming run: writes the sound list, starts the tool, reports the tool's end and
+// lets it be cancelled. Nothing here waits: start() returns at once and finished() tells the
+// outcome. It holds what the window shows (status line, progress bar, timer) and announces
+// every change, so the window only mirrors it.
 class ProgrammingRun : public QObject
 {
     Q_OBJECT
@@ -38,55 +37,56 @@ public:
 
     enum class Outcome
     {
-        Done,         // exit code 0 or 258
-        Failed,       // any other exit code, a crash included
-        Cancelled,    // "Abbrechen" during the run
-        NotFound,     // the tool is not in the program folder
-        NotStartable, // the tool is there but could not be started
-        Ignored,      // a run was already going
-        Interrupted   // the application quit while the tool ran; the tool runs on
+        Done,           // exit code 0 or 258
+        Failed,         // any other exit code, a crash included
+        Cancelled,      // "Abbrechen" during the run
+        NotFound,       // the tool is not in the program folder
+        NotStartable,   // the tool is there but could not be started
+        PortUnavailable // the serial port cannot be reached; message() tells why
     };
+    Q_ENUM(Outcome)
 
     ProgrammingRun(QString programFolder, ToolFactory makeTool, QObject *parent = nullptr);
+    // A tool that still runs is let go: it finishes its work without this program.
     ~ProgrammingRun() override;
 
-    // The whole run; returns when the tool has ended or the run was cancelled. Events of the
-    // window, timer ticks and cancel included, are handled meanwhile. A call while a run is
-    // going changes nothing and returns Ignored.
-    Outcome run(const SlotFileNames &names, int memoryMBit, const CommandChooser &chooseCommand);
-    // "Abbrechen": terminates the tool of a run that is going, and only that.
+    // Starts a run: writes the sound list and returns; the tool starts from the event loop.
+    // Every accepted run ends with one finished(). false, and nothing else, while a run is going.
+    bool start(const SlotFileNames &names, int memoryMBit, const CommandChooser &chooseCommand);
+    bool isRunning() const { return m_running; }
+    // "Abbrechen": ends the tool of a run that is going, with every process it started, and
+    // the run with it.
     void cancel();
     // One step of the progress bar; wraps to 0 at the maximum.
     void tick();
 
+    // What the user should do after PortUnavailable, in German.
+    const QString &message() const { return m_message; }
     // Every text the run can put on the status line.
     static QStringList statusTexts();
 
 signals:
+    void finished(klangor::ProgrammingRun::Outcome outcome);
     void statusTextChanged(const QString &text);
     void progressValueChanged(int value);
     void progressVisibleChanged(bool visible);
     void timerActiveChanged(bool active);
 
 private:
+    void startTool(const ToolCommand &command);
+    void end(Outcome outcome, const QString &text);
     void setStatusText(const QString &text);
     void setProgressValue(int value);
     void setProgressVisible(bool visible);
     void setTimerActive(bool active);
-    Outcome waitForTool(const ToolCommand &command);
-    void stopWaiting();
 
     QString m_programFolder;
     ToolFactory m_makeTool;
     std::unique_ptr<ToolProcess> m_tool;
-    QEventLoop *m_wait = nullptr;
 
     bool m_running = false;
-    bool m_cancelRequested = false;
-    bool m_toolEnded = false;
-    bool m_startFailed = false;
-    int m_exitCode = 0;
-
+    quint64 m_runNumber = 0; // a start from an earlier run's timer is stale
+    QString m_message;
     int m_progressValue = 0;
     bool m_progressVisible = false;
     bool m_timerActive = false;

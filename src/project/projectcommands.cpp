@@ -130,9 +130,12 @@ Result<QString> ProjectCommands::restoredCvText(const LoadedProject &project) co
 void ProjectCommands::open()
 {
     const QString chosen = m_dialogs.ShowOpenDialog(Filter, OpenTitle, m_host->programFolder());
-    if (chosen.isEmpty())
-        return;
+    if (!chosen.isEmpty())
+        openFile(chosen);
+}
 
+void ProjectCommands::openFile(const QString &chosen)
+{
     // Everything that can fail is done before the first file changes, and the window follows
     // only what is then on disk.
     const Result<LoadedProject> project = m_projects.readProject(chosen);

@@ -48,6 +48,8 @@ public:
     void open();
     void save();
     void saveAs();
+    // The open without its dialog, for a project given on the command line.
+    void openFile(const QString &projectPath);
 
 private:
     QString programFile(const QString &name) const;

@@ -19,7 +19,7 @@ public:
     virtual ~ProjectDialogs() = default;
     virtual QString ShowOpenDialog(const FileFilter &filter, const QString &title,
                                    const QString &initialFolder) = 0;
-    // Asks before replacing an existing file.
+    // Asks before creating a new file and before replacing an existing one.
     virtual QString ShowSaveDialog(const FileFilter &filter, const QString &title,
                                    const QString &initialFolder) = 0;
 };

@@ -128,14 +128,18 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
     for (int i = 0; i < ProjectRecordCount; ++i) {
         const auto name = reader.readCountedString();
         const auto data = name ? reader.readCountedString() : std::nullopt;
-        if (!data)
+        // A save names every record; one without a name is no record of a project.
+        const QString damage = !data             ? QStringLiteral("fehlt oder ist abgeschnitten")
+                               : name->isEmpty() ? QStringLiteral("hat keinen Namen")
+                                                 : QString();
+        if (!damage.isEmpty())
             return UserMessage{
                 QStringLiteral("Das Sound Projekt „%1“ ist unvollständig oder beschädigt: "
-                               "Eintrag %2 von %3 fehlt oder ist abgeschnitten. Es wurde nichts "
-                               "geändert.")
+                               "Eintrag %2 von %3 %4. Es wurde nichts geändert.")
                     .arg(shownName(shownPath))
                     .arg(i + 1)
-                    .arg(ProjectRecordCount)};
+                    .arg(ProjectRecordCount)
+                    .arg(damage)};
         const ProjectRecord record{fromWindows1252(*name), *data};
         const QString fileName = restoredFileName(record.name);
         if (fileName.isEmpty()) {

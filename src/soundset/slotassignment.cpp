@@ -5,7 +5,6 @@
 #include "platform/safefile.h"
 #include "soundset/wavefolder.h"
 
-#include <algorithm>
 #include <QDir>
 #include <QRegularExpression>
 #include <QUrl>
@@ -72,28 +71,43 @@ Status SlotAssigner::take(SlotFileNames &names, int soundNumber, const QString &
         QStringLiteral("Kopieren fehlgeschlagen")};
 }
 
+namespace {
+
+// The local file a line of dropped text names: a file URL, percent-encoded or not, or an
+// absolute path. Empty for anything else, such as a bare name.
+QString localFileNamedBy(const QString &line)
+{
+    const QString text = line.trimmed();
+    if (text.startsWith(QLatin1String("file:"), Qt::CaseInsensitive)) {
+        const QUrl url(text);
+        return url.isLocalFile() ? url.toLocalFile() : QString();
+    }
+    return QDir::isAbsolutePath(text) ? text : QString();
+}
+
+} // namespace
+
 DropPayload dropPayloadFrom(const QMimeData &mime)
 {
     DropPayload payload;
-    QStringList spelled; // the ways a file manager writes the same files as text
     if (mime.hasUrls()) {
         for (const QUrl &url : mime.urls()) {
-            if (!url.isLocalFile())
-                continue;
-            payload.files.append(url.toLocalFile());
-            spelled << url.toString() << url.toLocalFile();
+            if (url.isLocalFile())
+                payload.files.append(url.toLocalFile());
         }
     }
     if (mime.hasText()) {
+        // File managers spell the dropped files as text too, in any of their forms; such text
+        // names files rather than a name in the browsed folder.
         const QString text = mime.text();
-        QStringList lines =
-            text.split(QRegularExpression(QStringLiteral("[\r\n]+")), Qt::SkipEmptyParts);
-        const bool onlySpellsFiles =
-            !payload.files.isEmpty() && !lines.isEmpty() &&
-            std::all_of(lines.begin(), lines.end(),
-                        [&](const QString &line) { return spelled.contains(line.trimmed()); });
-        if (!onlySpellsFiles)
+        QStringList named;
+        for (const QString &line :
+             text.split(QRegularExpression(QStringLiteral("[\r\n]+")), Qt::SkipEmptyParts))
+            named.append(localFileNamedBy(line));
+        if (named.isEmpty() || named.contains(QString()))
             payload.text = text;
+        else if (payload.files.isEmpty())
+            payload.files = named;
     }
     return payload;
 }

@@ -49,7 +49,8 @@ struct DropPayload
     QStringList files; // local paths, in the order of the drop
 };
 
-// Text from file managers that merely spells the dropped files is not a name of its own.
+// Text that names local files (file URLs, encoded or not, or absolute paths) is a file list,
+// not a name of its own.
 DropPayload dropPayloadFrom(const QMimeData &mime);
 
 struct DropChoice

@@ -2,6 +2,7 @@
 
 #include "platform/messagebox.h"
 #include "platform/programfiles.h"
+#include "platform/serialports.h"
 #include "platform/toolprocess.h"
 #include "playback/soundservice.h"
 #include "programming/cvlistfile.h"
@@ -23,6 +24,7 @@
 #include <QButtonGroup>
 #include <QComboBox>
 #include <QDir>
+#include <QEvent>
 #include <QFile>
 #include <QFontMetrics>
 #include <QGroupBox>
@@ -54,7 +56,7 @@ template <typename W> W *place(W *widget, const char *name, const QRect &geometr
 
 QGroupBox *frame(const char *name, const char *caption, QWidget *parent, const QRect &geometry)
 {
-    return place(new QGroupBox(QString::fromUtf8(caption), parent), name, geometry);
+    return place(new CaptionFrame(QString::fromUtf8(caption), parent), name, geometry);
 }
 
 const QString CvDieselMissingText = QStringLiteral("CV-Datei \"%1\" fehlt").arg(CvDieselFileName);
@@ -126,9 +128,10 @@ void Form1::createControls()
 {
     auto *client = new QWidget(this);
     client->setFixedSize(ClientWidth, ClientHeight);
-    // The layout is drawn for the classic 8-point dialog font; larger fonts clip captions.
-    QFont small = client->font();
-    small.setPointSizeF(std::min<qreal>(small.pointSizeF(), 8.0));
+    // The layout is drawn for the classic 8-point dialog font. Liberation Sans (a dependency of
+    // the package) has the widths for it, where the desktop's font would clip names.
+    QFont small(WindowFontFamily);
+    small.setPointSizeF(8);
     client->setFont(small);
     setCentralWidget(client);
 
@@ -141,7 +144,7 @@ void Form1::createControls()
     QGroupBox *frame4 = frame("Frame4", "Slots", client, {192, 8, 273, 337});
     for (int k = 1; k <= SlotRows; ++k) {
         const QString digit = QString::number(k);
-        auto *slotFrame = new QGroupBox(QStringLiteral("Slot ") + digit, frame4);
+        auto *slotFrame = new CaptionFrame(QStringLiteral("Slot ") + digit, frame4);
         slotFrame->setObjectName(QStringLiteral("SlotFrame") + digit);
         slotFrame->setGeometry(8, 16 + 56 * (k - 1), 257, 49);
         SlotRow &r = row(k);
@@ -200,6 +203,8 @@ void Form1::createControls()
         com->setObjectName(QStringLiteral("Option%1").arg(port + 2));
         com->raise();
         ports->addButton(com, port);
+        com->setContextMenuPolicy(Qt::CustomContextMenu);
+        com->installEventFilter(this); // the tooltip tells where the port leads now
         m_comPorts[static_cast<std::size_t>(port - 1)] = com;
     }
 
@@ -216,6 +221,10 @@ void Form1::createControls()
 
     m_list3 = place(new QListWidget(client), "List3", {472, 80, 313, 277});
     m_list3->addItems(SoundTable::texts());
+    // The longest event names need the narrow cut of the font to show whole.
+    QFont narrow(NarrowFontFamily);
+    narrow.setPointSizeF(8);
+    m_list3->setFont(narrow);
     m_list3->setSelectionMode(QAbstractItemView::SingleSelection);
     // The slot rows act on the selected event: a Ctrl+click must not leave none selected.
     connect(m_list3, &QListWidget::itemSelectionChanged, this, [this] {
@@ -277,6 +286,9 @@ void Form1::createMenus()
     m_list1Menu = new QMenu(this);
     m_list1Menu->setObjectName(QStringLiteral("List1Menu"));
     m_list1Menu->addAction(m_umwandeln);
+
+    m_comMenu = new QMenu(this);
+    m_comMenu->setObjectName(QStringLiteral("ComMenu"));
 }
 
 void Form1::connectControls()
@@ -301,9 +313,12 @@ void Form1::connectControls()
     connect(m_timer1, &QTimer::timeout, this, &Form1::Timer1_Timer);
     connect(m_memory16MBit, &QRadioButton::clicked, this, &Form1::Option1_Click);
     connect(m_memory2MBit, &QRadioButton::clicked, this, &Form1::Option2_Click);
-    for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port)
-        connect(m_comPorts[static_cast<std::size_t>(port - 1)], &QRadioButton::clicked, this,
-                [this, port] { ComPort_Click(port); });
+    for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
+        QRadioButton *com = m_comPorts[static_cast<std::size_t>(port - 1)];
+        connect(com, &QRadioButton::clicked, this, [this, port] { ComPort_Click(port); });
+        connect(com, &QWidget::customContextMenuRequested, this,
+                [this, port](const QPoint &position) { ComPort_ContextMenu(port, position); });
+    }
     connect(m_cvDiesel, &QRadioButton::clicked, this, &Form1::Option7_Click);
     connect(m_cvSteam, &QRadioButton::clicked, this, &Form1::Option8_Click);
     connect(m_cvSelectrix, &QRadioButton::clicked, this, &Form1::Selectrix_Click);
@@ -496,6 +511,52 @@ void Form1::ComPort_Click(int port)
     m_comPort = port;
 }
 
+// The adapters present, for one port: "Automatisch" takes the only one there is.
+void Form1::ComPort_ContextMenu(int port, const QPoint &position)
+{
+    QString &chosen = m_portDevices[static_cast<std::size_t>(port - 1)];
+    m_comMenu->clear();
+    const auto offer = [&](const QString &caption, const QString &name) {
+        QAction *action = m_comMenu->addAction(caption);
+        action->setCheckable(true);
+        action->setChecked(chosen == name);
+        connect(action, &QAction::triggered, this,
+                [this, port, name] { m_portDevices[static_cast<std::size_t>(port - 1)] = name; });
+    };
+    offer(u"Automatisch (der einzige Adapter)"_s, QString());
+    bool chosenPresent = chosen.isEmpty();
+    for (const SerialDevice &device : listSerialDevices(m_services.deviceRoot)) {
+        offer(QStringLiteral("%1 (%2)").arg(device.name, device.target), device.name);
+        chosenPresent = chosenPresent || device.name == chosen;
+    }
+    if (!chosenPresent)
+        offer(u"%1 (nicht angeschlossen)"_s.arg(chosen), chosen);
+    QWidget *button = m_comPorts[static_cast<std::size_t>(port - 1)];
+    m_comMenu->popup(button->mapToGlobal(position));
+}
+
+QString Form1::portToolTip(int port) const
+{
+    const Result<SerialDevice> device =
+        deviceForPort(listSerialDevices(m_services.deviceRoot), port,
+                      m_portDevices[static_cast<std::size_t>(port - 1)]);
+    const QString lead =
+        device ? u"Com%1 → %2 (%3)"_s.arg(port).arg(device.value().name, device.value().target)
+               : device.error().text;
+    return lead + u"\nRechtsklick: Adapter wählen"_s;
+}
+
+bool Form1::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::ToolTip) {
+        for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
+            if (watched == m_comPorts[static_cast<std::size_t>(port - 1)])
+                m_comPorts[static_cast<std::size_t>(port - 1)]->setToolTip(portToolTip(port));
+        }
+    }
+    return QMainWindow::eventFilter(watched, event);
+}
+
 void Form1::Option7_Click()
 {
     m_cvDefaultFile = CvDieselFileName;
@@ -630,13 +691,29 @@ void Form1::setupProgramming()
         else
             m_timer1->stop();
     });
+    connect(m_run.get(), &ProgrammingRun::finished, this,
+            [this](ProgrammingRun::Outcome outcome) { ProgrammingRun_Finished(int(outcome)); });
 }
 
+// The run has started when this returns; the status line, the bar and Timer1 show it until
+// it ends. A click during a run is ignored.
 void Form1::Command1_Click()
 {
     // The options are read when the tool starts, after the sound list has been written.
-    m_run->run(m_slotFileNames, m_memoryMBit,
-               [this] { return toolCommand(m_cvSelectrix->isChecked(), m_comPort); });
+    m_run->start(m_slotFileNames, m_memoryMBit, [this] {
+        ToolCommand command = toolCommand(m_cvSelectrix->isChecked(), m_comPort);
+        command.port.device = m_portDevices[static_cast<std::size_t>(m_comPort - 1)];
+        return command;
+    });
+}
+
+// Only a port that cannot be reached needs more words than the status line holds.
+void Form1::ProgrammingRun_Finished(int outcome)
+{
+    if (ProgrammingRun::Outcome(outcome) == ProgrammingRun::Outcome::PortUnavailable &&
+        m_services.messages)
+        m_services.messages->show(
+            {m_run->message(), u"Sound programmieren"_s, MessageIcon::Critical});
 }
 
 void Form1::Abbrechen_Click()
@@ -700,6 +777,11 @@ void Form1::setupProjects()
 void Form1::Offnen_Click()
 {
     m_projects->open();
+}
+
+void Form1::openProject(const QString &projectPath)
+{
+    m_projects->openFile(projectPath);
 }
 
 void Form1::Speichern_Click()

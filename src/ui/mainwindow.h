@@ -49,6 +49,7 @@ struct WindowServices
     ProjectDialogs *dialogs = nullptr;
     ProgramLauncher *launcher = nullptr;
     std::function<std::unique_ptr<ToolProcess>()> makeToolProcess;
+    QString deviceRoot = QStringLiteral("/dev"); // where the serial adapters are listed
 };
 
 // The program's one working window. Controls carry their names as object names, and handlers
@@ -61,12 +62,17 @@ public:
     static constexpr int ClientWidth = 906;
     static constexpr int ClientHeight = 573;
     static constexpr int SlotRows = 5;
+    // The window's font, at 8 points; a dependency of the package.
+    static inline const QString WindowFontFamily = QStringLiteral("Liberation Sans");
+    static inline const QString NarrowFontFamily = QStringLiteral("Liberation Sans Narrow");
 
     explicit Form1(const WindowServices &services, QWidget *parent = nullptr);
     ~Form1() override;
 
     const SlotFileNames &slotFileNames() const { return m_slotFileNames; }
     const QString &programFolder() const { return m_services.programFolder; }
+    // Opens a project as "Öff&nen" does once the file is chosen.
+    void openProject(const QString &projectPath);
 
 public slots:
     // Start-up and file browser
@@ -95,6 +101,7 @@ public slots:
     void Option1_Click();
     void Option2_Click();
     void ComPort_Click(int port);
+    void ComPort_ContextMenu(int port, const QPoint &position);
     void Option7_Click();
     void Option8_Click();
     void Selectrix_Click();
@@ -121,6 +128,9 @@ private:
     void createMenus();
     void connectControls();
     void setupProgramming();
+    void ProgrammingRun_Finished(int outcome);
+    QString portToolTip(int port) const;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void setupProjects();
     SlotRow &row(int k) { return m_rows.at(static_cast<std::size_t>(k - 1)); }
     void showConvertedFile(const QString &path);
@@ -140,6 +150,7 @@ private:
     SlotFileNames m_slotFileNames;
     QString m_browseFolder;
     int m_comPort = 1;
+    std::array<QString, 4> m_portDevices{}; // the adapter chosen for Com1..Com4; "": the only one
     int m_memoryMBit = 16;
     QString m_cvDefaultFile;
     QString m_projectPath;
@@ -172,6 +183,7 @@ private:
     QAction *m_info = nullptr;
     QAction *m_umwandeln = nullptr;
     QMenu *m_list1Menu = nullptr; // the file list's context menu
+    QMenu *m_comMenu = nullptr;   // the adapters for one of the Com buttons
     frmAbout *m_about = nullptr;
 
     friend class ProjectHostAdapter;

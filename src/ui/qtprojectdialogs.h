@@ -18,7 +18,9 @@ public:
     // Only an existing file can be chosen.
     QString ShowOpenDialog(const FileFilter &filter, const QString &title,
                            const QString &initialFolder) override;
-    // Asks before an existing file is replaced; adds no extension of its own.
+    // Asks before a new file is created and before an existing one is replaced, about the
+    // file a save writes (the name with the filter's extension when it lacks it); adds no
+    // extension of its own.
     QString ShowSaveDialog(const FileFilter &filter, const QString &title,
                            const QString &initialFolder) override;
 

@@ -146,6 +146,26 @@ void DriveListBox::showPopup()
     QComboBox::showPopup();
 }
 
+QRect CaptionFrame::captionRect() const
+{
+    const QFontMetrics metrics = fontMetrics();
+    return {6, 0, metrics.horizontalAdvance(title()) + 4, metrics.height()};
+}
+
+void CaptionFrame::paintEvent(QPaintEvent *)
+{
+    QPainter p(this);
+    const QRect caption = captionRect();
+    const QRect box = rect().adjusted(0, lineTop(), -2, -2);
+    p.setPen(palette().color(QPalette::Mid));
+    p.drawRect(box);
+    p.setPen(palette().color(QPalette::Light));
+    p.drawRect(box.translated(1, 1));
+    p.fillRect(caption, palette().window());
+    p.setPen(palette().color(QPalette::WindowText));
+    p.drawText(caption, Qt::AlignCenter, title());
+}
+
 LogoPicture::LogoPicture(Motif motif, QWidget *parent) : QFrame(parent), m_motif(motif)
 {
     setFrameStyle(QFrame::Panel | QFrame::Sunken);

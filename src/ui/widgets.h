@@ -5,6 +5,7 @@
 #include <functional>
 #include <QComboBox>
 #include <QFrame>
+#include <QGroupBox>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QWidget>
@@ -80,6 +81,23 @@ public:
 
 private:
     std::function<QStringList()> m_drives;
+};
+
+// A frame as the classic dialogs draw it: an etched line whose top runs through the middle of
+// the caption, which interrupts it. Controls placed below the caption clear the line.
+class CaptionFrame : public QGroupBox
+{
+    Q_OBJECT
+
+public:
+    using QGroupBox::QGroupBox;
+    // Where the caption is drawn, in the frame's own coordinates.
+    QRect captionRect() const;
+    // The height of the frame's top line.
+    int lineTop() const { return captionRect().center().y(); }
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
 };
 
 // A fixed image in a sunken box of 177 x 65 pixels.

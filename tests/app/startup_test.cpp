@@ -1,10 +1,19 @@
+#include "platform/programfiles.h"
+#include "project/projecttesthelpers.h"
+#include "support/wavwriter.h"
+
 #include <gtest/gtest.h>
 #include <QCoreApplication>
 #include <QDir>
+#include <QFile>
 #include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
 
 namespace klangor {
 namespace {
+
+using namespace test;
 
 // Runs the program (built beside the tests) as in a session without any display.
 void runWithoutDisplay(QProcess &program, const QStringList &arguments)
@@ -19,29 +28,56 @@ void runWithoutDisplay(QProcess &program, const QStringList &arguments)
 }
 
 // Without a display the window says in one German line why it cannot start; Qt's own options
-// (a session manager's -session) mean the window too.
-TEST(Startup, WithoutADisplayOneLineAndExitCodeOne)
+// (a session manager's -session) mean the window too. The command line needs no display,
+// writes UTF-8 and takes options that are not Qt's as its own.
+TEST(Startup, WithoutADisplayTheWindowSaysWhyAndTheCommandLineRuns)
 {
-    for (const QStringList &arguments : {QStringList(), QStringList{"-session", "s1"}}) {
+    const QByteArray noDisplay =
+        "Klangor braucht eine grafische Sitzung: es ist kein Bildschirm erreichbar.\n";
+    const std::tuple<QStringList, int, QByteArray, QByteArray> cases[] = {
+        {{}, 1, "", noDisplay},
+        {{"-session", "s1"}, 1, "", noDisplay},
+        {{"check", "/fehlt/ä.wav"}, 1, "/fehlt/\xC3\xA4.wav\tDie Datei existiert nicht.\n", ""},
+        {{"-v"}, 2, "", "klangor: Unbekannte Option \xE2\x80\x9E-v\xE2\x80\x9C.\n"},
+        {{"-o", "x"}, 2, "", "klangor: Unbekannte Option \xE2\x80\x9E-o\xE2\x80\x9C.\n"},
+    };
+    for (const auto &[arguments, exitCode, out, err] : cases) {
         QProcess program;
         runWithoutDisplay(program, arguments);
-        EXPECT_EQ(program.exitCode(), 1);
-        EXPECT_EQ(QString::fromUtf8(program.readAllStandardError()),
-                  QStringLiteral("Klangor braucht eine grafische Sitzung: es ist kein Bildschirm "
-                                 "erreichbar.\n"));
+        EXPECT_EQ(program.exitCode(), exitCode) << arguments.join(' ').toStdString();
+        EXPECT_EQ(program.readAllStandardOutput(), out);
+        EXPECT_TRUE(program.readAllStandardError().startsWith(err));
     }
 }
 
-// The command line needs no display and writes UTF-8.
-TEST(Startup, CommandLineRunsWithoutADisplay)
+// A project given on the command line, as a file manager passes it, opens in the window
+// through the same open as "Öff&nen": its sounds and CV list land in the program folder.
+TEST(Startup, OpensAProjectGivenOnTheCommandLine)
 {
-    QProcess program;
-    runWithoutDisplay(program, {"check", "/fehlt/ä.wav"});
-    EXPECT_EQ(program.exitCode(), 1);
-    EXPECT_EQ(program.readAllStandardError(), QByteArray());
-    EXPECT_EQ(program.readAllStandardOutput(),
-              "/fehlt/\xC3\xA4.wav\tDie ausgew\xC3\xA4hlte Sound-Datei hat einen ung\xC3\xBCltigen "
-              "Format.\n");
+    QTemporaryDir program, projects; // the program copied into a folder of its own
+    const QDir built(QCoreApplication::applicationDirPath());
+    for (const QString &name : QStringList{"klangor"} + cvDefaultFileNames())
+        ASSERT_TRUE(QFile::copy(built.filePath(name), program.filePath(name)))
+            << name.toStdString();
+    auto records =
+        plainRecords(arrayFileBytes(StringArray::oneDimensional(0, 87)).value(), "1=3\r\n");
+    records[5] = {"C:\\K\\5.wav", test::makeWav({})};
+    ASSERT_TRUE(test::writeFile(projects.filePath("Lok 1.spj"), projectBytes(records)));
+
+    QProcess window;
+    window.setWorkingDirectory(projects.path()); // the name is relative to where it was started
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("QT_QPA_PLATFORM", "offscreen");
+    window.setProcessEnvironment(environment);
+    window.start(program.filePath("klangor"), {"Lok 1.spj"});
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] {
+            return test::readFile(program.filePath("cvlist.dat")) == "1=3\r\n" &&
+                   test::readFile(program.filePath("5.wav")) == records[5].second;
+        },
+        30000));
+    window.kill();
+    window.waitForFinished();
 }
 
 } // namespace

@@ -54,6 +54,7 @@ TEST(CommandLineTest, DispatchOptionsAndUsageErrors)
         {{"--help"}, 0, "  check DATEI...   prüft\n"},
         {{"--version"}, 0, "Klangor " + programVersion() + "\n"},
         {{"demo", "run", "-o"}, 2, {}, "Der Option „-o“ fehlt der Wert ORDNER."},
+        {{"demo", "run", "-o", "", "a"}, 2, {}, "Der Option „-o“ fehlt der Wert ORDNER."},
         {{"demo", "run", "--fein=1", "a"}, 2, {}, "Die Option „--fein“ hat keinen Wert."},
         {{"demo", "run", "--bunt", "a"}, 2, {}, "Unbekannte Option „--bunt“ für „demo run“."},
         {{"demo", "run"}, 2, {}, "Zu wenige Argumente für „demo run“: erwartet wird EIN..."},

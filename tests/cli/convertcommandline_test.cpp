@@ -29,6 +29,12 @@ TEST(ConvertCommandLine, ConvertsEachInputIntoTheFolderAndSaysHowItWent)
     EXPECT_TRUE(run.out.startsWith(bad + "\tDie Datei „" + bad + "“ kann nicht umgewandelt"));
     EXPECT_TRUE(run.out.endsWith("\n" + good + "\t" + out + "/studio_decoder.wav\n"));
 
+    run = runCommand({"convert", good, "-o", good}); // a file stands where the folder would go
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.out, good + "\tDer Ordner „" + good +
+                           "“ kann nicht angelegt werden: Unter diesem Namen gibt es schon eine "
+                           "Datei.\n");
+
     run = runCommand({"convert", good});
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_TRUE(run.err.startsWith("klangor: Es fehlt die Option „-o ORDNER“."));

@@ -62,7 +62,7 @@ TEST_F(ProjectCommandLineTest, CheckPrintsOneLinePerFileAndFailsWhenAnyFileFails
     EXPECT_EQ(mixed.exitCode, 1);
     EXPECT_EQ(mixed.out, path("stereo.wav") + "\tNur Mono Sounds sind erlaubt.\n" +
                              path("gut.wav") + "\tOK\n" + path("fehlt.wav") +
-                             "\tDie ausgewählte Sound-Datei hat einen ungültigen Format.\n");
+                             "\tDie Datei existiert nicht.\n");
 }
 
 TEST_F(ProjectCommandLineTest, ShowListsSlotsLengthsTotalsAndCvList)

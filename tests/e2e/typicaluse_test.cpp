@@ -44,7 +44,9 @@ TEST_F(TypicalUse, AnEveningWithOneLocomotive)
     writeFile(diesel + "/pfiff.wav", makeWav({}));
     m_services.programFolder = m_folder.folder();
     m_services.startFolder = m_sounds.path();
-    m_services.makeToolProcess = createSystemToolProcess;
+    m_services.makeToolProcess = [] {
+        return createSystemToolProcess({});
+    };
     m_window = std::make_unique<Form1>(m_services);
     m_window->show();
     auto *folders = control<FolderListBox>("Dir1");
@@ -76,7 +78,8 @@ TEST_F(TypicalUse, AnEveningWithOneLocomotive)
     control("Option4")->click();
     ScopedEnv seconds("KLANGOR_STANDIN_SECONDS", "0");
     control("Command1")->click();
-    EXPECT_EQ(control<QLabel>("Label2")->text(), "Programmierung ist fertig!");
+    EXPECT_TRUE(QTest::qWaitFor(
+        [&] { return control<QLabel>("Label2")->text() == "Programmierung ist fertig!"; }, 60000));
     const QList<QByteArray> log = m_folder.log().split('\n');
     EXPECT_TRUE(log.contains("argv=sndburn.exe 2 soundlist.dat cvlist.dat"))
         << log.join('\n').constData();

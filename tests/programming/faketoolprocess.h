@@ -14,16 +14,18 @@ namespace klangor::test {
 struct FakeToolScript
 {
     std::optional<ToolProcess::StartError> refuse; // start() fails with this error
+    QString message;                               // and tells this
     bool failLaterToStart = false;                 // start() accepts, then the system refuses
     std::optional<int> finishAfterMs = 0;          // nullopt: runs until terminated
     int exitCode = 0;
-    std::function<void()> whileRunning; // called from the run's wait, once the tool runs
+    std::function<void()> whileRunning; // called from the event loop, once the tool runs
 };
 
 // What the run asked of a fake tool, kept after the tool object is gone.
 struct FakeToolRecord
 {
     QString commandLine; // program and arguments, then the working folder
+    ToolPort port;
     int terminateCalls = 0;
 };
 
@@ -36,14 +38,15 @@ public:
         : m_script(std::move(script)), m_record(std::move(record))
     {}
 
-    bool start(const QString &program, const QStringList &arguments,
-               const QString &workingFolder) override
+    bool start(const QString &program, const QStringList &arguments, const QString &workingFolder,
+               const ToolPort &port) override
     {
         m_record->commandLine = (QStringList{program} + arguments << workingFolder).join(' ');
+        m_record->port = port;
         m_error = m_script.refuse.value_or(m_script.failLaterToStart ? StartError::NotStartable
                                                                      : StartError::None);
         m_running = !m_script.refuse;
-        // Timers fire only once the run sits in its wait. No context object: the call may
+        // Timers fire only once the test waits for the run. No context object: the call may
         // delete this tool.
         if (m_running && m_script.whileRunning)
             QTimer::singleShot(0, m_script.whileRunning);
@@ -59,6 +62,7 @@ public:
         return m_running;
     }
     StartError startError() const override { return m_error; }
+    QString startMessage() const override { return m_script.message; }
     bool isRunning() const override { return m_running; }
     void terminate() override
     {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <QCoreApplication>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 
 namespace klangor {
@@ -33,9 +34,16 @@ protected:
         QObject::connect(&m_run, &ProgrammingRun::timerActiveChanged,
                          [this](bool on) { m_shown << (on ? "timer" : "no timer"); });
     }
+    // Starts a run and waits for its end.
     Outcome runWith(bool selectrix = false, int port = 1)
     {
-        return m_run.run(m_names, 16, [=] { return toolCommand(selectrix, port); });
+        QSignalSpy ended(&m_run, &ProgrammingRun::finished);
+        EXPECT_TRUE(m_run.start(m_names, 16, [=] { return toolCommand(selectrix, port); }));
+        if (m_run.isRunning()) {
+            EXPECT_FALSE(m_run.start(m_names, 16, {})); // one run at a time, nothing changes
+        }
+        return ended.size() == 1 || ended.wait(60000) ? ended.first().first().value<Outcome>()
+                                                      : Outcome(-1);
     }
     QStringList shown() { return std::exchange(m_shown, {}); }
 
@@ -73,19 +81,24 @@ TEST_F(ProgrammingRunTest, StartFailuresEndTheRunWithTheirStatus)
         {StartError::NotFound, false, Outcome::NotFound, "Programmiertool nicht gefunden!"},
         {StartError::NotStartable, false, Outcome::NotStartable, "Programmiertool startet nicht!"},
         {std::nullopt, true, Outcome::NotStartable, "Programmiertool startet nicht!"},
+        {StartError::PortUnavailable, false, Outcome::PortUnavailable,
+         "Schnittstelle nicht bereit!"},
     };
+    m_tools.script.message = "Kein Adapter";
     for (const auto &[refuse, failLater, outcome, status] : cases) {
         m_tools.script.refuse = refuse;
         m_tools.script.failLaterToStart = failLater;
         EXPECT_EQ(runWith(), outcome);
         EXPECT_EQ(shown(), aRun(status));
+        // Only an unreachable port has more to say than its status.
+        EXPECT_EQ(m_run.message(), outcome == Outcome::PortUnavailable ? "Kein Adapter" : "");
     }
 }
 
 TEST_F(ProgrammingRunTest, CancelTerminatesTheRunningToolAndShowsItsText)
 {
     m_tools.script.finishAfterMs.reset();
-    // Cancelled from the run's wait, once the tool runs.
+    // Cancelled from the event loop, once the tool runs.
     QObject::connect(
         &m_run, &ProgrammingRun::statusTextChanged, &m_run, [this] { m_run.cancel(); },
         Qt::ConnectionType(Qt::QueuedConnection | Qt::SingleShotConnection));
@@ -94,6 +107,12 @@ TEST_F(ProgrammingRunTest, CancelTerminatesTheRunningToolAndShowsItsText)
     // The killed tool's late end changes nothing that the window shows.
     QCoreApplication::sendPostedEvents();
     EXPECT_EQ(shown(), aRun("Programmierung abgebrochen..."));
+
+    // A click on "Abbrechen" waiting while the sound list is written: no tool starts.
+    QMetaObject::invokeMethod(&m_run, &ProgrammingRun::cancel, Qt::QueuedConnection);
+    EXPECT_EQ(runWith(), Outcome::Cancelled);
+    EXPECT_EQ(m_tools.records.size(), 1);
+    EXPECT_EQ(shown(), QStringList({"Programmierung abgebrochen..."}));
 }
 
 } // namespace

@@ -2,11 +2,11 @@
 #include "programming/programmingrun.h"
 #include "programming/soundlist.h"
 #include "support/standinfolder.h"
+#include "support/toolruns.h"
 
 #include <gtest/gtest.h>
 #include <QFileInfo>
 #include <QSignalSpy>
-#include <QStandardPaths>
 #include <QTest>
 
 namespace klangor {
@@ -26,8 +26,8 @@ protected:
     std::unique_ptr<ToolProcess> start(int port, bool selectrix = true)
     {
         const ToolCommand command = toolCommand(selectrix, port);
-        auto tool = createSystemToolProcess();
-        EXPECT_TRUE(tool->start(command.program, command.arguments, m_folder.folder()));
+        auto tool = createSystemToolProcess({});
+        EXPECT_TRUE(tool->start(command.program, command.arguments, m_folder.folder(), {}));
         return tool;
     }
     bool logged(const QByteArray &line) const
@@ -66,30 +66,6 @@ TEST_F(ToolProcessTest, RunsInTheFolderUntilTerminatedOrLetGo)
     EXPECT_TRUE(logged("exit=0"));
 }
 
-// wine hands on only the low byte of a Windows exit code. The first start in a new wine prefix
-// sets the prefix up first, hence the long failsafe.
-TEST_F(ToolProcessTest, ReportsTheWindowsExitCodeOfAToolRunThroughWine)
-{
-    if (QStandardPaths::findExecutable("wine").isEmpty() ||
-        !QFile::exists(test::StandInFolder::binPath("windows/sndburn.exe")))
-        GTEST_SKIP() << "needs wine and the Windows stand-in (x86_64-w64-mingw32-g++)";
-    // A prefix of the build's own, without debug output and without offers to install Mono and
-    // Gecko.
-    const test::ScopedEnv prefix("WINEPREFIX",
-                                 test::StandInFolder::binPath("../wineprefix").toUtf8());
-    const test::ScopedEnv quiet("WINEDEBUG", "-all");
-    const test::ScopedEnv noOffers("WINEDLLOVERRIDES", "mscoree,mshtml=");
-    m_folder.copyFromBin("windows/sndburn.exe", "sndburn.exe");
-    WriteSoundList(m_folder.folder(), SlotFileNames(), 2);
-    ASSERT_TRUE(test::writeFile(release(), ""));
-    const std::pair<const char *, int> cases[] = {{"0", 0}, {"258", 258}, {"7", 7}};
-    for (const auto &[code, expected] : cases) {
-        test::ScopedEnv exit("KLANGOR_STANDIN_EXIT", code);
-        EXPECT_EQ(exitCode(*start(3, false), 600000), expected);
-        EXPECT_TRUE(logged("argv=sndburn.exe 3 soundlist.dat cvlist.dat"));
-    }
-}
-
 TEST_F(ToolProcessTest, StartFailuresTellMissingFromNotStartable)
 {
     // An executable file that the system cannot run.
@@ -100,11 +76,38 @@ TEST_F(ToolProcessTest, StartFailuresTellMissingFromNotStartable)
     const std::pair<QString, Error> cases[] = {{"fehlt.exe", Error::NotFound},
                                                {"skript.exe", Error::NotStartable}};
     for (const auto &[program, error] : cases) {
-        const auto tool = createSystemToolProcess();
+        const auto tool = createSystemToolProcess({});
         QSignalSpy failedLater(tool.get(), &ToolProcess::startFailed);
         // Refused at once, or only from the event loop.
-        EXPECT_TRUE(!tool->start(program, {}, m_folder.folder()) || failedLater.wait(60000));
+        EXPECT_TRUE(!tool->start(program, {}, m_folder.folder(), {}) || failedLater.wait(60000));
         EXPECT_EQ(tool->startError(), error) << program.toStdString();
+    }
+}
+
+// A cancel ends the tool with every process it started: children in its group, a flood of
+// output, a daemon in a session of its own.
+TEST_F(ToolProcessTest, TerminateLeavesNoProcessOfTheRunBehind)
+{
+    const char *tools[] = {
+        "sleep 600 & sleep 600 &",
+        "yes & yes &",
+        "setsid sh -c 'sleep 600 & exec sleep 600' &",
+    };
+    for (const char *children : tools) {
+        SCOPED_TRACE(children);
+        const test::RunMark mark;
+        const QString script = m_folder.path("cvburn.exe");
+        ASSERT_TRUE(test::writeFile(script, QByteArray("#!/bin/sh\n") + children +
+                                                "\ntouch started\nwait\n"));
+        ASSERT_TRUE(QFile::setPermissions(script, QFile::ReadOwner | QFile::ExeOwner));
+        const auto tool = start(1);
+        ASSERT_TRUE(
+            QTest::qWaitFor([&] { return QFile::exists(m_folder.path("started")); }, 60000));
+        QFile::remove(m_folder.path("started"));
+        EXPECT_GE(mark.liveProcesses(), 3);
+        tool->terminate();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return mark.liveProcesses() == 0; }, 1000));
+        EXPECT_EQ(exitCode(*tool), ToolProcess::TerminatedExitCode);
     }
 }
 

@@ -82,6 +82,8 @@ TEST(ParseProjectTest, DamagedProjectsAreRefusedWhole)
     auto withLong = plainRecords(emptyNames());
     withLong[0] = {"C:\\K\\0.wav", test::noise(70000, 9)};
     const QByteArray longProject = projectBytes(withLong);
+    auto nameless = plainRecords(emptyNames());
+    nameless[40].first.clear();
     const QList<std::pair<const char *, QByteArray>> cases = {
         {"empty file", QByteArray()},
         {"name cut", whole.left(10)},
@@ -91,6 +93,7 @@ TEST(ParseProjectTest, DamagedProjectsAreRefusedWhole)
         {"long length cut", longProject.left(2 + 10 + 3)},
         {"length claims 4 GB", counted("ab") + QByteArray(6, '\xFF')},
         {"3 GB claimed in a small file", counted("ab") + QByteArray("\xFF\xFF\0\0\0\xC0x", 7)},
+        {"record without a name", projectBytes(nameless)},
     };
     for (const auto &[what, bytes] : cases) {
         const Result<LoadedProject> project = parseProject(bytes, "x.spj");

@@ -70,8 +70,8 @@ TEST_F(SlotAssignerTest, RefusalOrFailedCopyChangesNothingAndSaysWhy)
     EXPECT_EQ(test::readFile(working(9)), old);
 }
 
-// Text first (a name in the browsed folder), unless it only spells the dropped files; then
-// the first file, if it is a WAV file in any letter case.
+// Text first (a name in the browsed folder), unless it names local files; then the first
+// file, if it is a WAV file in any letter case.
 TEST(Drop, WhatADropAssigns)
 {
     const struct Case
@@ -85,6 +85,15 @@ TEST(Drop, WhatADropAssigns)
          "file:///x/B.WaV\r\nfile:///x/a.wav\r\n",
          "/x/B.WaV",
          "/x/B.WaV"},
+        // a file manager's text: the file's URL percent-encoded, its URL as is, its path
+        {{"/x/Glocke ä.wav"},
+         "file:///x/Glocke%20%C3%A4.wav",
+         "/x/Glocke ä.wav",
+         "/x/Glocke ä.wav"},
+        {{}, "file:///x/Glocke%20%C3%A4.wav\n", "/x/Glocke ä.wav", "/x/Glocke ä.wav"},
+        {{}, "file:///x/Glocke ä.wav", "/x/Glocke ä.wav", "/x/Glocke ä.wav"},
+        {{}, "/x/Glocke ä.wav", "/x/Glocke ä.wav", "/x/Glocke ä.wav"},
+        {{}, "http://x/a.wav", "http://x/a.wav", "/home/u/http://x/a.wav"},
         {{"/x/a.mp3", "/x/a.wav"}, "", "", ""},
         {{"/x/a.wave"}, "", "", ""},
         {{}, "", "", ""},

@@ -6,9 +6,13 @@
 #include "project/fakeprojectdialogs.h"
 #include "ui/mainwindow.h"
 
+#include <QTimer>
+#include <utility>
+
 namespace klangor::test {
 
-// Records every call as "once:<path>", "loop:<path>", "wait:<name>", "stop".
+// Records every call as "once:<path>", "loop:<path>", "wait:<name>", "heard", "stop". The sounds
+// are heard from the event loop, after whileHeard has looked at the window.
 class FakeSoundService final : public SoundService
 {
 public:
@@ -18,8 +22,17 @@ public:
     {
         calls << QStringLiteral("wait:") + bareName;
     }
-    void WhenSoundsHeard(std::function<void()> heard) override { heard(); }
+    void WhenSoundsHeard(std::function<void()> heard) override
+    {
+        calls << QStringLiteral("heard");
+        QTimer::singleShot(0, [this, heard = std::move(heard)] {
+            if (whileHeard)
+                whileHeard();
+            heard();
+        });
+    }
     void StopSound() override { calls << QStringLiteral("stop"); }
+    std::function<void()> whileHeard;
     QStringList calls;
 };
 

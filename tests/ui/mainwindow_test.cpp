@@ -15,14 +15,21 @@
 #include <QApplication>
 #include <QContextMenuEvent>
 #include <QDialog>
+#include <QDir>
+#include <QFile>
+#include <QFontInfo>
 #include <QGuiApplication>
+#include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QRadioButton>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QStyleOptionButton>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
@@ -56,6 +63,15 @@ protected:
         return found;
     }
     void click(const QString &name) { control<QAbstractButton>(name)->click(); }
+    // Clicks "Sound programmieren" and waits until the run's tool has been asked for and ended.
+    void program()
+    {
+        const qsizetype tools = m_tools.records.size();
+        click("Command1");
+        EXPECT_TRUE(QTest::qWaitFor([&] {
+            return m_tools.records.size() > tools && !control("ProgressBar1")->isVisible();
+        }));
+    }
     void selectEvent(int event) { control<QListWidget>("List3")->setCurrentRow(event); }
     // Selects name in the file list, then double-clicks slot k.
     void assign(int k, const QString &name)
@@ -96,13 +112,43 @@ TEST_F(MainWindow, EventListSelectionShowsTheEventsSlots)
     EXPECT_EQ(events->selectedItems(), QList{events->item(0)});
 }
 
-TEST_F(MainWindow, EveryStatusTextFitsTheStatusLine)
+// In the window's font every event name, caption and status text fits its control at its
+// size, and what a frame holds clears the frame's line.
+TEST_F(MainWindow, EveryTextFitsItsControlInTheWindowsFont)
 {
+    auto *events = control<QListWidget>("List3");
+    EXPECT_EQ(QFontInfo(control("Slot1")->font()).family(), Form1::WindowFontFamily);
+    EXPECT_EQ(QFontInfo(events->font()).family(), Form1::NarrowFontFamily);
+    EXPECT_EQ(events->horizontalScrollBar()->maximum(), 0); // no name is cut
+    EXPECT_EQ(events->verticalScrollBar()->maximum(), 0);   // all 20 show
+    auto *caption = control<QLabel>("Label1");
+    for (int event = 0; event < events->count(); ++event) {
+        selectEvent(event);
+        EXPECT_LE(caption->heightForWidth(caption->width()), caption->height()) << event;
+    }
     const auto *status = control<QLabel>("Label2");
-    const QStringList texts = ProgrammingRun::statusTexts() << "CV-Datei \"cvdiesele.dat\" fehlt";
-    for (const QString &text : texts)
+    EXPECT_EQ(status->font().pointSizeF(), 18);
+    const QStringList statusTexts = ProgrammingRun::statusTexts()
+                                    << "CV-Datei \"cvdiesele.dat\" fehlt";
+    for (const QString &text : statusTexts)
         EXPECT_LE(status->fontMetrics().horizontalAdvance(text), status->contentsRect().width())
             << text.toStdString();
+    for (const QAbstractButton *button : m_window->findChildren<QAbstractButton *>()) {
+        QStyleOptionButton option;
+        option.initFrom(button);
+        option.text = button->text();
+        const auto contents = qobject_cast<const QRadioButton *>(button)
+                                  ? QStyle::SE_RadioButtonContents
+                                  : QStyle::SE_PushButtonContents;
+        EXPECT_LE(button->fontMetrics().horizontalAdvance(button->text()),
+                  button->style()->subElementRect(contents, &option, button).width())
+            << button->objectName().toStdString();
+    }
+    for (const CaptionFrame *frame : m_window->findChildren<CaptionFrame *>()) {
+        EXPECT_LT(frame->captionRect().right(), frame->width() - 2) << frame->title().toStdString();
+        for (const QWidget *inside : frame->findChildren<QWidget *>(Qt::FindDirectChildrenOnly))
+            EXPECT_GT(inside->y(), frame->lineTop() + 1) << inside->objectName().toStdString();
+    }
 }
 
 // Under a real window manager the window offers no resize border and no maximize button. Runs
@@ -207,13 +253,18 @@ TEST_F(MainWindow, PlaybackButtonsReachTheSoundService)
         QStringList calls;
     };
     const Step steps[] = {
-        {"Test3", "LLLLL", {}},                                // an empty slot plays nothing
-        {"Test1", "SLLLL", {loop(37)}},                        // the slot's working file loops
-        {"Test2", "LSLLL", {loop(38)}},                        // another slot takes over
-        {"Test2", "LLLLL", {"stop"}},                          // the same button stops it
-        {"Command2", "LLLLL", {"wait:37.wav", "wait:38.wav"}}, // the event's sounds in turn
-        {"Test1", "SLLLL", {loop(37)}},                        // loops again
+        {"Test3", "LLLLL", {}},         // an empty slot plays nothing
+        {"Test1", "SLLLL", {loop(37)}}, // the slot's working file loops
+        {"Test2", "LSLLL", {loop(38)}}, // another slot takes over
+        {"Test2", "LLLLL", {"stop"}},   // the same button stops it
+        {"Command2", "LLLLL", {"wait:37.wav", "wait:38.wav", "heard"}}, // the sounds in turn
+        {"Test1", "SLLLL", {loop(37)}},                                 // loops again
         {"Command10", "LLLLL", {"stop"}}, // Löschen of a looping slot stops it
+    };
+    // The group is playing until its last sound has been heard.
+    bool busyWhileHeard = false;
+    m_sound.whileHeard = [&] {
+        busyWhileHeard = m_window->cursor().shape() == Qt::BusyCursor;
     };
     for (const Step &s : steps) {
         SCOPED_TRACE(s.button);
@@ -226,6 +277,7 @@ TEST_F(MainWindow, PlaybackButtonsReachTheSoundService)
         EXPECT_EQ(m_window->cursor().shape() == Qt::BusyCursor, captions.contains('S'));
         EXPECT_EQ(m_sound.calls, s.calls);
     }
+    EXPECT_TRUE(busyWhileHeard);
 }
 
 TEST_F(MainWindow, MenuReachesTheProjectCommands)
@@ -290,8 +342,9 @@ TEST_F(MainWindow, OptionsReachTheToolAndTheCvBox)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.commandLine.toStdString());
-        for (const QString &option : c.clicks + QStringList{"Command3", "Command1"})
+        for (const QString &option : c.clicks + QStringList{"Command3"})
             click(option);
+        program();
         ASSERT_FALSE(m_tools.records.isEmpty());
         const FakeToolRecord &tool = *m_tools.records.last();
         EXPECT_EQ(tool.commandLine.section(' ', 0, 1), c.commandLine);
@@ -313,7 +366,7 @@ TEST_F(MainWindow, ProgrammingRunShowsOnStatusLineAndBarAndAbbrechenCancels)
         EXPECT_TRUE(QSignalSpy(bar, &QProgressBar::valueChanged).wait()); // Timer1 moves the bar
         m_tools.latest->finish(0);
     };
-    click("Command1");
+    program();
     EXPECT_EQ(status->text(), "Programmierung ist fertig!");
     EXPECT_FALSE(bar->isVisible());
     EXPECT_FALSE(control<QTimer>("Timer1")->isActive());
@@ -323,10 +376,44 @@ TEST_F(MainWindow, ProgrammingRunShowsOnStatusLineAndBarAndAbbrechenCancels)
         // Were the cancel lost, the tool ends well rather than keep the run waiting.
         QTimer::singleShot(0, m_tools.latest, [this] { m_tools.latest->finish(0); });
     };
-    click("Command1");
+    program();
     EXPECT_EQ(m_tools.records.last()->terminateCalls, 1);
     EXPECT_EQ(status->text(), "Programmierung abgebrochen...");
     EXPECT_FALSE(bar->isVisible());
+}
+
+// Com1..Com4 stay; a right click picks the adapter each leads to, the tooltip tells it, and a
+// port the tool cannot reach is explained in a box.
+TEST_F(MainWindow, ComButtonsChooseTheAdapterAndShowWhereTheyLead)
+{
+    QTemporaryDir root;
+    ASSERT_TRUE(QDir().mkpath(root.filePath("serial/by-id")));
+    for (const auto &[name, device] : {std::pair{"usb-A", "/dev/null"}, {"usb-B", "/dev/zero"}})
+        ASSERT_TRUE(QFile::link(device, root.filePath(QString("serial/by-id/") + name)));
+    m_window.reset();
+    m_services.deviceRoot = root.path();
+    SetUp();
+    const auto toolTip = [this](const QString &button) {
+        QHelpEvent hover(QEvent::ToolTip, {5, 5}, {});
+        QApplication::sendEvent(control(button), &hover);
+        return control(button)->toolTip().section('\n', 0, 0);
+    };
+    EXPECT_TRUE(toolTip("Option4").startsWith("Es sind 2 USB-Seriell-Adapter"));
+    emit control("Option4")->customContextMenuRequested({5, 5});
+    const QList<QAction *> offered = control<QMenu>("ComMenu")->actions();
+    ASSERT_EQ(offered.size(), 3);
+    EXPECT_EQ(offered[2]->text(), "usb-B (/dev/zero)");
+    offered[2]->trigger();
+    EXPECT_EQ(toolTip("Option4"), "Com2 → usb-B (/dev/zero)");
+
+    m_tools.script.refuse = ToolProcess::StartError::PortUnavailable;
+    m_tools.script.message = "Sie sind nicht in der Gruppe dialout";
+    click("Option4");
+    program();
+    const ToolPort port = m_tools.records.last()->port;
+    EXPECT_TRUE(port.number == 2 && port.device == "usb-B");
+    EXPECT_EQ(m_messages.shown.value(0).text, m_tools.script.message);
+    EXPECT_EQ(control<QLabel>("Label2")->text(), "Schnittstelle nicht bereit!");
 }
 
 } // namespace

@@ -61,19 +61,11 @@ TEST_F(PulseServer, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStrea
     for (int round = 0; round < 3000; ++round) {
         auto sound = std::const_pointer_cast<PcmSound>(
             test::rampSound(random.bounded(20, 400), 1, random.bounded(6) == 0 ? 2 : 1));
-        switch (random.bounded(4)) {
-        case 0:
-            engine.play(sound, false);
-            break;
-        case 1:
-            engine.play(sound, true);
-            break;
-        case 2:
-            engine.playInGroup(sound);
-            break;
-        default:
-            engine.stop();
-        }
+        const int action = random.bounded(4); // once, loop, in a group, stop
+        if (action < 2)
+            engine.play(sound, action == 1);
+        else
+            action == 2 ? engine.playInGroup(sound) : engine.stop();
         // Every fourth round waits for a moment near the sound's end; the rest follow at once.
         if (random.bounded(4) == 0) {
             const qint64 at =

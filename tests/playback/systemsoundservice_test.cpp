@@ -13,9 +13,7 @@ namespace {
 TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
 {
     QTemporaryDir folder;
-    test::WavLayout layout;
-    layout.dataBytes = 300;
-    ASSERT_TRUE(test::writeFile(folder.filePath("7.wav"), test::makeWav(layout)));
+    ASSERT_TRUE(test::writeFile(folder.filePath("7.wav"), test::makeWav({.dataBytes = 300})));
     test::OutputRecording recording;
     SystemSoundService service(folder.path(), std::make_unique<test::FakeAudioOutput>(recording));
     service.PlaySoundWait("7.wav");

@@ -13,10 +13,8 @@ using namespace Qt::Literals::StringLiterals;
 // A canonical mono 11025 Hz file whose data chunk holds exactly these bytes.
 QByteArray waveWithData(int bitsPerSample, const QByteArray &data)
 {
-    test::WavLayout layout;
-    layout.bitsPerSample = bitsPerSample;
-    layout.dataBytes = data.size();
-    return test::makeWav(layout).replace(44, data.size(), data);
+    return test::makeWav({.bitsPerSample = bitsPerSample, .dataBytes = data.size()})
+        .replace(44, data.size(), data);
 }
 
 // Files are decoded to signed 16-bit samples; a missing or broken one plays the default sound.

@@ -44,9 +44,6 @@ TEST(WaveCheck, FirstBrokenRuleWins)
 {
     QByteArray lowerIds = wav(1, 11025, 8);
     lowerIds.replace(0, 4, "riff").replace(8, 4, "wave");
-    // Fields are read at fixed offsets: with a LIST chunk first, offset 34 holds the format tag.
-    WavLayout listFirst;
-    listFirst.chunkBeforeFormat = true;
     struct Case
     {
         const char *name;
@@ -60,7 +57,8 @@ TEST(WaveCheck, FirstBrokenRuleWins)
         {"text", "this is no sound at all, just some words in a file", Format},
         {"35 header bytes", wav(1, 11025, 8).left(35), Format},
         {"24 bit stereo 44.1 kHz", wav(2, 44100, 24), Bits},
-        {"LIST chunk before fmt", makeWav(listFirst), Bits},
+        // Fields are read at fixed offsets: with a LIST chunk first, 34 holds the format tag.
+        {"LIST chunk before fmt", makeWav({.chunkBeforeFormat = true}), Bits},
         {"stereo 22050 Hz, 10 s", wav(2, 22050, 16, 10000), Mono},
         {"no channels", wav(0, 11025, 8), Mono},
         {"22050 Hz, 10 s", wav(1, 22050, 8, 10000), Rate},
@@ -89,8 +87,6 @@ TEST(WaveCheck, FirstBrokenRuleWins)
 // Walking the chunks is the walker's own test.
 TEST(WaveLength, WalksChunksAndRoundsDown)
 {
-    WavLayout noRate;
-    noRate.sampleRate = 0;
     QByteArray cut = wav(1, 11025, 8, 3000);
     cut.chop(11025);
     const struct Case
@@ -103,7 +99,7 @@ TEST(WaveLength, WalksChunksAndRoundsDown)
         {"16 bit", wav(1, 11025, 16, 500), 500},
         {"cut data counts what is there", cut, 2000},
         {"no data chunk", makeWav({}).left(36), std::nullopt},
-        {"zero bytes per second", makeWav(noRate), std::nullopt},
+        {"zero bytes per second", makeWav({.sampleRate = 0}), std::nullopt},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);

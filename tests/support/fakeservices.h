@@ -6,6 +6,10 @@
 #include "project/fakeprojectdialogs.h"
 #include "ui/mainwindow.h"
 
+#include <gtest/gtest.h>
+#include <QAbstractButton>
+#include <QListWidget>
+#include <QTest>
 #include <QTimer>
 #include <utility>
 
@@ -45,6 +49,22 @@ struct FakeServices
     FakeProjectDialogs m_dialogs;
     FakeProgramLauncher m_launcher;
     WindowServices m_services{{}, {}, &m_sound, &m_messages, &m_wave, &m_dialogs, &m_launcher, {}};
+    std::unique_ptr<Form1> m_window; // made by the test once the services are filled in
+
+    template <typename T = QWidget> T *control(const QString &name) const
+    {
+        T *found = m_window->findChild<T *>(name);
+        EXPECT_NE(found, nullptr) << name.toStdString();
+        return found;
+    }
+    void click(const QString &name) { control<QAbstractButton>(name)->click(); }
+    // Selects name in the file list, then double-clicks slot k.
+    void assign(int k, const QString &name)
+    {
+        auto *list = control<QListWidget>("List1");
+        list->setCurrentItem(list->findItems(name, Qt::MatchExactly).value(0));
+        QTest::mouseDClick(control(QStringLiteral("Slot%1").arg(k)), Qt::LeftButton);
+    }
 };
 
 } // namespace klangor::test

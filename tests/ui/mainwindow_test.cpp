@@ -56,13 +56,6 @@ protected:
         m_window->show();
     }
 
-    template <typename T = QWidget> T *control(const QString &name) const
-    {
-        T *found = m_window->findChild<T *>(name);
-        EXPECT_NE(found, nullptr) << name.toStdString();
-        return found;
-    }
-    void click(const QString &name) { control<QAbstractButton>(name)->click(); }
     // Clicks "Sound programmieren" and waits until the run's tool has been asked for and ended.
     void program()
     {
@@ -73,19 +66,11 @@ protected:
         }));
     }
     void selectEvent(int event) { control<QListWidget>("List3")->setCurrentRow(event); }
-    // Selects name in the file list, then double-clicks slot k.
-    void assign(int k, const QString &name)
-    {
-        auto *list = control<QListWidget>("List1");
-        list->setCurrentItem(list->findItems(name, Qt::MatchExactly).value(0));
-        QTest::mouseDClick(control(QStringLiteral("Slot%1").arg(k)), Qt::LeftButton);
-    }
     QString slotText(int k) const { return control<QLineEdit>(QString("Slot%1").arg(k))->text(); }
     QString soundFile(const QString &name) const { return m_sounds.filePath(name); }
 
     QTemporaryDir m_program, m_sounds;
     FakeToolFactory m_tools;
-    std::unique_ptr<Form1> m_window;
 };
 
 TEST_F(MainWindow, EventListSelectionShowsTheEventsSlots)
@@ -278,24 +263,6 @@ TEST_F(MainWindow, PlaybackButtonsReachTheSoundService)
         EXPECT_EQ(m_sound.calls, s.calls);
     }
     EXPECT_TRUE(busyWhileHeard);
-}
-
-TEST_F(MainWindow, MenuReachesTheProjectCommands)
-{
-    assign(1, "horn.wav");
-    const QString saved = soundFile("V100.spj"), copy = soundFile("Kopie.spj");
-    m_dialogs.answers = {soundFile("V100"), copy, saved};
-    control<QAction>("Speichern")->trigger(); // asks for a name, which becomes the project's
-    control<QAction>("Speichern")->trigger(); // saves under it
-    control<QAction>("Speichernunter")->trigger();
-    click("Command10");
-    control<QAction>("Offnen")->trigger();
-    ASSERT_EQ(m_dialogs.requests.size(), 3);
-    EXPECT_TRUE(m_dialogs.requests[0].save && m_dialogs.requests[1].save);
-    EXPECT_FALSE(m_dialogs.requests[2].save);
-    EXPECT_TRUE(QFile::exists(saved) && QFile::exists(copy));
-    EXPECT_EQ(slotText(1), "horn.wav"); // the opened names reach the slots
-    EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
 // Every byte of a plain CV list leaves the box as it came, line ends as CR LF.

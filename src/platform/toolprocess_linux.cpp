@@ -60,6 +60,8 @@ bool belongsToRun(pid_t pid, pid_t session, const QByteArray &markEntry)
 void killRun(pid_t session, const QByteArray &mark)
 {
     ::kill(-session, SIGKILL); // the tool's own process group, at once
+    // The tool itself, our unreaped child, also before it made its session or had its mark.
+    ::kill(session, SIGKILL);
     const QByteArray markEntry = mark + '\0';
     for (int round = 0; round < 20; ++round) {
         bool found = false;

@@ -1,8 +1,9 @@
 #include "platform/serialports.h"
 
+#include "platform/systemreason.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <grp.h>
 #include <QDir>
 #include <QFileInfo>
@@ -33,8 +34,13 @@ QList<SerialDevice> listSerialDevices(const QString &deviceRoot)
     const QDir byId(QDir(deviceRoot).filePath(QStringLiteral("serial/by-id")));
     for (const QFileInfo &link :
          byId.entryInfoList(QDir::System | QDir::Files | QDir::NoDotAndDotDot, QDir::Name)) {
+        // A dangling link is an adapter being unplugged; only a character device is one at
+        // all, never a file or a pipe put there, which the tool would then "program".
         const QString target = link.canonicalFilePath();
-        if (!target.isEmpty()) // a dangling link: the adapter is being unplugged
+        struct stat info
+        {};
+        if (!target.isEmpty() && stat(QFile::encodeName(target).constData(), &info) == 0 &&
+            S_ISCHR(info.st_mode))
             devices.append({link.fileName(), link.absoluteFilePath(), target});
     }
     return devices;
@@ -88,8 +94,8 @@ Status checkDeviceAccess(const SerialDevice &device)
                            "`sudo adduser $USER %2`, dann neu anmelden.")
                 .arg(device.target, name));
     }
-    return UserMessage(QStringLiteral("Sie dürfen „%1“ nicht zum Lesen und Schreiben öffnen (%2).")
-                           .arg(device.target, QString::fromLocal8Bit(std::strerror(error))));
+    return UserMessage(QStringLiteral("Sie dürfen „%1“ nicht zum Lesen und Schreiben öffnen. %2")
+                           .arg(device.target, systemReason(error)));
 }
 
 } // namespace klangor

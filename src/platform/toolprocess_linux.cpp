@@ -3,6 +3,7 @@
 #include "platform/wineprefix.h"
 
 #include <csignal>
+#include <optional>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -29,8 +30,8 @@ bool isWindowsExecutable(const QString &path)
     return file.open(QIODevice::ReadOnly) && file.read(2) == "MZ";
 }
 
-// Reads at most maxBytes of a file under /proc, whose size is not known beforehand.
-QByteArray readProcFile(const QString &path, qint64 maxBytes)
+// Reads at most maxBytes of a small file; under /proc its size is not known beforehand.
+QByteArray readSmallFile(const QString &path, qint64 maxBytes)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ? file.read(maxBytes)
@@ -42,7 +43,7 @@ QByteArray readProcFile(const QString &path, qint64 maxBytes)
 bool belongsToRun(pid_t pid, pid_t session, const QByteArray &markEntry)
 {
     const QString folder = QStringLiteral("/proc/%1/").arg(pid);
-    const QByteArray stat = readProcFile(folder + QStringLiteral("stat"), 4096);
+    const QByteArray stat = readSmallFile(folder + QStringLiteral("stat"), 4096);
     // "pid (name) state ppid pgrp session ...": the name may hold anything but ends at the
     // last ')'.
     const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
@@ -50,7 +51,7 @@ bool belongsToRun(pid_t pid, pid_t session, const QByteArray &markEntry)
         return false; // gone, or already dead and only waiting to be reaped
     if (fields[3].toInt() == session)
         return true;
-    const QByteArray environment = readProcFile(folder + QStringLiteral("environ"), 1 << 20);
+    const QByteArray environment = readSmallFile(folder + QStringLiteral("environ"), 1 << 20);
     return environment.startsWith(markEntry) || environment.contains('\0' + markEntry);
 }
 
@@ -59,6 +60,8 @@ bool belongsToRun(pid_t pid, pid_t session, const QByteArray &markEntry)
 void killRun(pid_t session, const QByteArray &mark)
 {
     ::kill(-session, SIGKILL); // the tool's own process group, at once
+    // The tool itself, our unreaped child, also before it made its session or had its mark.
+    ::kill(session, SIGKILL);
     const QByteArray markEntry = mark + '\0';
     for (int round = 0; round < 20; ++round) {
         bool found = false;
@@ -118,6 +121,7 @@ public:
         m_startMessage.clear();
         m_terminateRequested = false;
         m_throughLauncher = false;
+        m_updateStamp.reset();
         m_report.clear();
         if (isRunning()) {
             m_startError = StartError::NotStartable; // one tool per object
@@ -147,6 +151,7 @@ public:
             if (m_throughLauncher)
                 args.prepend(m_setup.launcher);
             addWineEnvironment(environment);
+            m_updateStamp = readSmallFile(updateStampPath(), 64);
         } else if (!info.isExecutable()) {
             m_startError = StartError::NotStartable;
             return false;
@@ -190,9 +195,18 @@ public:
             return;
         m_terminateRequested = true;
         killRun(m_session, m_mark); // at once; the exit code is mapped to 1 below
+        // A killed wineserver never saves the registry of a prefix that wine set up or updated
+        // in this run, yet wine has marked it done: without the mark it does it again next time.
+        if (m_updateStamp && readSmallFile(updateStampPath(), 64) != *m_updateStamp)
+            QFile::remove(updateStampPath());
     }
 
 private:
+    QString updateStampPath() const
+    {
+        return QDir(m_setup.winePrefix).filePath(QStringLiteral(".update-timestamp"));
+    }
+
     bool preparePort(const ToolPort &port)
     {
         const Result<SerialDevice> device =
@@ -268,6 +282,7 @@ private:
     QString m_startMessage;
     QByteArray m_mark;
     QByteArray m_report;
+    std::optional<QByteArray> m_updateStamp; // of a run through wine, as it was at the start
     pid_t m_session = 0;
     bool m_inStart = false;
     bool m_terminateRequested = false;

@@ -96,20 +96,29 @@ TEST_F(WineTool, EachPortReachesTheAdapterChosenForIt)
     }
 }
 
-// The tool, wine's processes of the run and the prefix's server started for it all end.
+// The tool, wine's processes of the run and the prefix's server started for it all end. The
+// server dies before it saves the registry of a prefix being set up or updated (as after a wine
+// upgrade), so wine is left to do that again.
 TEST_F(WineTool, CancelEndsEveryProcessOfTheRun)
 {
     PtyPair adapter(m_pairs.path());
     plug("usb-Programmer", adapter);
     const test::RunMark mark;
     const test::ScopedEnv hold("KLANGOR_STANDIN_UNTIL", m_folder.path("release").toUtf8());
+    // wine looks at the prefix only when it starts the prefix's server.
+    ASSERT_GE(QProcess::execute("env", {"WINEPREFIX=" + m_setup.winePrefix, "wineserver", "-w"}),
+              0);
+    const QString updated = m_setup.winePrefix + "/.update-timestamp";
+    QFile::remove(updated);
     QSignalSpy ended(&m_run, &ProgrammingRun::finished);
     m_run.start({}, 16, [] { return toolCommand(false, 1); });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return QFile::exists(updated); }, 600000));
     EXPECT_EQ(adapter.received(m_sent.size()), m_sent); // the tool runs
     EXPECT_GE(mark.liveProcesses(), 2);                 // the launcher and the tool at least
     m_run.cancel();
     EXPECT_TRUE(QTest::qWaitFor([&] { return mark.liveProcesses() == 0; }, 1000));
     EXPECT_EQ(ended.size(), 1);
+    EXPECT_FALSE(QFile::exists(updated));
 }
 
 // An adapter of the group dialout, tried by a user outside it: the message says what to do, and

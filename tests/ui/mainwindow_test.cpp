@@ -34,6 +34,7 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
+#include <sys/stat.h>
 
 namespace klangor::test {
 namespace {
@@ -357,6 +358,9 @@ TEST_F(MainWindow, ComButtonsChooseTheAdapterAndShowWhereTheyLead)
     ASSERT_TRUE(QDir().mkpath(root.filePath("serial/by-id")));
     for (const auto &[name, device] : {std::pair{"usb-A", "/dev/null"}, {"usb-B", "/dev/zero"}})
         ASSERT_TRUE(QFile::link(device, root.filePath(QString("serial/by-id/") + name)));
+    // A file or a pipe put there is no adapter.
+    writeFile(root.filePath("serial/by-id/usb-File"), "");
+    ASSERT_EQ(mkfifo(QFile::encodeName(root.filePath("serial/by-id/usb-Pipe")), 0600), 0);
     m_window.reset();
     m_services.deviceRoot = root.path();
     SetUp();

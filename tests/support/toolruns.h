@@ -57,7 +57,7 @@ public:
                 got += std::max<ssize_t>(::read(m_fd, bytes.data() + got, bytes.size() - got), 0);
                 return got >= size;
             },
-            10000));
+            120000)); // a tool may wait for wine to set its prefix up first
         return bytes.left(got);
     }
 

@@ -103,10 +103,11 @@ public:
 
     ~LinuxToolProcess() override
     {
-        if (!isRunning() || m_terminateRequested)
+        if (!isRunning())
             return;
-        // QProcess would kill its child on destruction. The tool may be in the middle of
-        // writing the decoder, so it is let go instead: the QProcess lives on, unowned, and
+        // QProcess would kill its child on destruction and wait for it on this thread. The
+        // tool may be in the middle of writing the decoder, so it is let go instead, and a
+        // killed one may take its time closing the port: the QProcess lives on, unowned, and
         // removes itself once the tool has ended. Its input and error are the null device,
         // so the tool does not notice when this program is gone.
         QProcess *orphan = m_process.release();

@@ -691,8 +691,12 @@ void Form1::setupProgramming()
         else
             m_timer1->stop();
     });
-    connect(m_run.get(), &ProgrammingRun::finished, this,
-            [this](ProgrammingRun::Outcome outcome) { ProgrammingRun_Finished(int(outcome)); });
+    // Only a port that cannot be reached needs more words than the status line holds.
+    connect(m_run.get(), &ProgrammingRun::finished, this, [this](ProgrammingRun::Outcome outcome) {
+        if (outcome == ProgrammingRun::Outcome::PortUnavailable && m_services.messages)
+            m_services.messages->show(
+                {m_run->message(), u"Sound programmieren"_s, MessageIcon::Critical});
+    });
 }
 
 // The run has started when this returns; the status line, the bar and Timer1 show it until
@@ -705,15 +709,6 @@ void Form1::Command1_Click()
         command.port.device = m_portDevices[static_cast<std::size_t>(m_comPort - 1)];
         return command;
     });
-}
-
-// Only a port that cannot be reached needs more words than the status line holds.
-void Form1::ProgrammingRun_Finished(int outcome)
-{
-    if (ProgrammingRun::Outcome(outcome) == ProgrammingRun::Outcome::PortUnavailable &&
-        m_services.messages)
-        m_services.messages->show(
-            {m_run->message(), u"Sound programmieren"_s, MessageIcon::Critical});
 }
 
 void Form1::Abbrechen_Click()

@@ -128,7 +128,6 @@ private:
     void createMenus();
     void connectControls();
     void setupProgramming();
-    void ProgrammingRun_Finished(int outcome);
     QString portToolTip(int port) const;
     bool eventFilter(QObject *watched, QEvent *event) override;
     void setupProjects();

@@ -30,7 +30,9 @@ const QList<CommandLineCommand> &commandLineCommands()
              "sonst liest) wie das Fenster in einen Mono-Sound mit 11025 Hz um und legt ihn als "
              "NAME_decoder.wav in ORDNER ab; ORDNER wird angelegt, wenn es ihn nicht gibt. Eine "
              "Datei, die schon passt, wird unverändert kopiert; das Original bleibt, wie es ist. "
-             "Alle neuen Dateien werden zusammen geschrieben. Gibt je EINGABE eine Zeile aus: den "
+             "Alle neuen Dateien werden zusammen geschrieben. Eine vorhandene Datei wird nur mit "
+             "--overwrite ersetzt, eine EINGABE nie; sonst wird nichts umgewandelt. Gibt je "
+             "EINGABE eine Zeile aus: den "
              "Dateinamen, einen Tabulator und den Pfad der neuen Datei oder die Meldung, warum "
              "es keine gibt.\n"
              "Rückgabewert 0, wenn alle Dateien umgewandelt sind, sonst 1."),
@@ -40,6 +42,9 @@ const QList<CommandLineCommand> &commandLineCommands()
                      {QStringLiteral("--trim"),
                       {},
                       QStringLiteral("kürzt längere Sounds auf 5,9 s mit 10 ms Ausblenden")},
+                     {QStringLiteral("--overwrite"),
+                      {},
+                      QStringLiteral("ersetzt vorhandene Dateien gleichen Namens")},
                      {QStringLiteral("-o"), QStringLiteral("ORDNER"),
                       QStringLiteral("wohin die neuen Dateien kommen (Pflicht)"), true}},
          .minArguments = 1,
@@ -65,10 +70,15 @@ const QList<CommandLineCommand> &commandLineCommands()
          .description = QStringLiteral(
              "Schreibt jeden belegten Sound unter dem Dateinamen seines Slots nach ORDNER, dazu "
              "die cvlist.dat. Ein Slot-Name, der auf einen Ordner zeigt, zählt nur mit seinem "
-             "letzten Teil; ein Name, der leer ist, Steuerzeichen enthält oder dem System oder "
-             "Klangor vorbehalten ist, wird nicht geschrieben und gemeldet (Rückgabewert 1). "
-             "ORDNER wird angelegt, wenn es ihn nicht gibt; Verknüpfungen darin werden ersetzt, "
-             "nie verfolgt."),
+             "letzten Teil. Ein Name, der mit einem Punkt beginnt, ein Programm wäre (.exe, "
+             ".bat, .com, .cmd, .sh), Klangor gehört, unter Windows nicht erlaubt ist oder "
+             "schon einen anderen Sound trägt, wird gemeldet (Rückgabewert 1), und der Sound "
+             "wird als slot-N.wav geschrieben. ORDNER muss leer sein oder wird angelegt; "
+             "Verknüpfungen darin werden ersetzt, nie verfolgt."),
+         .options = {{QStringLiteral("--overwrite"),
+                      {},
+                      QStringLiteral("packt auch in einen vollen Ordner aus und ersetzt dort "
+                                     "Dateien gleichen Namens")}},
          .minArguments = 2,
          .maxArguments = 2,
          .run = &runProjectUnpack},

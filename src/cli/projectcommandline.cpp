@@ -7,7 +7,9 @@
 #include "project/soundprojectfile.h"
 #include "soundset/soundtable.h"
 
+#include <algorithm>
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -47,14 +49,15 @@ Result<OpenedProject> openProject(const QString &path)
     return OpenedProject{std::move(project).value(), names};
 }
 
-// Which sound numbers go out as files of their own, and which are refused with why.
+// Which sound numbers go out as files of their own, and what is reported about the rest.
 struct UnpackPlan
 {
     QList<std::pair<QString, QByteArray>> files;
     QStringList refused;
 };
 
-// Why a name cannot be a file of its own in the target folder; empty when it can.
+// Why a name cannot be a file of its own in the target folder, which may be the program
+// folder or go to Windows on a stick; empty when it can.
 QString unsafeNameReason(const QString &name)
 {
     if (name.isEmpty() || name == QLatin1String(".") || name == QLatin1String(".."))
@@ -62,50 +65,68 @@ QString unsafeNameReason(const QString &name)
     for (const QChar c : name) {
         if (c.category() == QChar::Other_Control || c.category() == QChar::Other_Format)
             return QStringLiteral("Er enthält Steuerzeichen.");
+        if (QStringLiteral(":*?\"<>|").contains(c))
+            return QStringLiteral("Windows lässt das Zeichen „%1“ nicht zu.").arg(c);
     }
     if (QFile::encodeName(name).size() > 255)
         return QStringLiteral("Er ist zu lang.");
-    // Devices on Windows, where the folder may be shared; Klangor's own temporaries and list.
-    static const QStringList devices = [] {
-        QStringList names = {QStringLiteral("CON"), QStringLiteral("PRN"), QStringLiteral("AUX"),
-                             QStringLiteral("NUL")};
-        for (int i = 1; i <= 9; ++i)
-            names << QStringLiteral("COM%1").arg(i) << QStringLiteral("LPT%1").arg(i);
-        return names;
-    }();
-    if (devices.contains(name.section(QLatin1Char('.'), 0, 0).trimmed(), Qt::CaseInsensitive) ||
-        name.startsWith(SafeFilePrefix) || name.compare(CvListFileName, Qt::CaseInsensitive) == 0)
-        return QStringLiteral("Der Name ist vorbehalten.");
+    if (name.startsWith(QLatin1Char('.')))
+        return QStringLiteral("Er beginnt mit einem Punkt und wäre versteckt.");
+    if (name.endsWith(QLatin1Char('.')) || name.endsWith(QLatin1Char(' ')))
+        return QStringLiteral("Windows lässt keinen Punkt und kein Leerzeichen am Ende zu.");
+    static const QRegularExpression device(
+        QStringLiteral("^(CON|PRN|AUX|NUL|COM[1-9]|LPT[1-9]) *(\\..*)?$"),
+        QRegularExpression::CaseInsensitiveOption);
+    if (device.match(name).hasMatch())
+        return QStringLiteral("Der Name ist unter Windows einem Gerät vorbehalten.");
+    static const QRegularExpression program(QStringLiteral("\\.(exe|bat|com|cmd|sh)$"),
+                                            QRegularExpression::CaseInsensitiveOption);
+    const QString self = QFileInfo(QCoreApplication::applicationFilePath()).fileName();
+    if (program.match(name).hasMatch() ||
+        (!self.isEmpty() && name.compare(self, Qt::CaseInsensitive) == 0))
+        return QStringLiteral("Er wäre ein Programm.");
+    if (programOwnFileNames().contains(name, Qt::CaseInsensitive))
+        return QStringLiteral("Der Name gehört Klangor.");
     return {};
 }
 
 UnpackPlan planUnpack(const LoadedProject &project, const SlotFileNames &names)
 {
     UnpackPlan plan;
-    QHash<QString, int> taken; // file name -> sound number that brings it
+    QHash<QString, const QByteArray *> taken; // file name (as Windows compares) -> its sound
+    const auto take = [&](const QString &name, const QByteArray *data) {
+        const auto it = taken.constFind(name.toCaseFolded());
+        if (it != taken.constEnd())
+            return **it == *data; // the same sound in two slots is written once
+        taken.insert(name.toCaseFolded(), data);
+        plan.files.append({name, *data});
+        return true;
+    };
     for (int n = 0; n <= SlotFileNames::UpperBound; ++n) {
         if (!names.isAssigned(n))
             continue;
         const QString &slotName = names.at(n);
-        const QString name = slotName.section(QRegularExpression(QStringLiteral("[/\\\\]")), -1);
+        const QString shownName =
+            QStringLiteral("Soundnummer %1 („%2“)").arg(n).arg(outputField(slotName));
         const QByteArray *data = project.file(workingFileName(n));
-        QString reason = unsafeNameReason(name);
-        if (reason.isEmpty() && !data)
-            reason = QStringLiteral("Das Sound Projekt enthält den Sound nicht.");
-        if (reason.isEmpty() && taken.contains(name)) {
-            if (*project.file(workingFileName(taken.value(name))) == *data)
-                continue; // the same sound in two slots is written once
-            reason = QStringLiteral("Soundnummer %1 bringt einen anderen Sound dieses Namens.")
-                         .arg(taken.value(name));
-        }
-        if (!reason.isEmpty()) {
-            plan.refused.append(QStringLiteral("Soundnummer %1 („%2“) wurde nicht ausgepackt. %3")
-                                    .arg(n)
-                                    .arg(outputField(slotName), reason));
+        if (!data) {
+            plan.refused.append(shownName + QStringLiteral(" wurde nicht ausgepackt. Das Sound "
+                                                           "Projekt enthält den Sound nicht."));
             continue;
         }
-        taken.insert(name, n);
-        plan.files.append({name, *data});
+        const QString name = slotName.section(QRegularExpression(QStringLiteral("[/\\\\]")), -1);
+        QString reason = unsafeNameReason(name);
+        if (reason.isEmpty() && take(name, data))
+            continue;
+        if (reason.isEmpty())
+            reason = QStringLiteral("Ein anderer Sound trägt schon diesen Namen.");
+        const QString instead = QStringLiteral("slot-%1.wav").arg(n);
+        plan.refused.append(
+            shownName + (take(instead, data)
+                             ? QStringLiteral(" wurde als „%1“ ausgepackt. %2").arg(instead, reason)
+                             : QStringLiteral(" wurde nicht ausgepackt. %1 Auch „%2“ ist schon "
+                                              "vergeben.")
+                                   .arg(reason, instead)));
     }
     if (const QByteArray *cv = project.file(CvListFileName))
         plan.files.append({CvListFileName, *cv});
@@ -113,6 +134,15 @@ UnpackPlan planUnpack(const LoadedProject &project, const SlotFileNames &names)
         plan.refused.append(
             QStringLiteral("Das Sound Projekt enthält keine %1.").arg(CvListFileName));
     return plan;
+}
+
+// What lies in folder besides leftovers of the program's own interrupted writes.
+bool holdsUserFiles(const QString &folder)
+{
+    const QStringList entries = QDir(folder).entryList(QDir::AllEntries | QDir::Hidden |
+                                                       QDir::System | QDir::NoDotAndDotDot);
+    return std::any_of(entries.cbegin(), entries.cend(),
+                       [](const QString &name) { return !isInterruptedWriteName(name); });
 }
 
 } // namespace
@@ -179,11 +209,15 @@ int runProjectUnpack(const CommandArguments &arguments, Console &console)
         return fail(console, opened.error());
     const UnpackPlan plan = planUnpack(opened.value().project, opened.value().names);
 
+    if (!arguments.has(QStringLiteral("--overwrite")) && holdsUserFiles(folder))
+        return fail(console, {QStringLiteral("Der Ordner „%1“ ist nicht leer. Ausgepackt wird nur "
+                                             "in einen leeren oder neuen Ordner; „--overwrite“ "
+                                             "ersetzt darin Dateien gleichen Namens.")
+                                  .arg(outputField(QDir::toNativeSeparators(folder)))});
     if (!QDir().mkpath(folder))
         return fail(console, {QStringLiteral("Der Ordner „%1“ kann nicht angelegt werden.")
                                   .arg(QDir::toNativeSeparators(folder))});
-    recoverInterruptedWrites(folder); // what an unpack that was killed left behind
-    FileBatch batch(folder);
+    FileBatch batch(folder); // completes or clears what an unpack that was killed left behind
     Status written = batch.stage(plan.files);
     if (written)
         written = batch.commit();
@@ -214,16 +248,6 @@ int runProjectPack(const CommandArguments &arguments, Console &console)
     const Result<ProjectRecords> records = collectProjectRecords(folder, names, false);
     if (!records)
         return fail(console, records.error());
-    // A folder from someone else may link to the packer's own files (a key, a letter); a
-    // project to be shared takes only what lies in the folder itself.
-    const QString inside = QDir(folder).canonicalPath() + QLatin1Char('/');
-    for (const ProjectRecord &record : records.value()) {
-        const QFileInfo file(QDir(folder).filePath(record.name.section(QLatin1Char('\\'), -1)));
-        if (file.isSymLink() && !file.canonicalFilePath().startsWith(inside))
-            return fail(console, {QStringLiteral("„%1“ ist eine Verknüpfung nach außerhalb des "
-                                                 "Ordners und wird nicht eingepackt.")
-                                      .arg(QDir::toNativeSeparators(file.filePath()))});
-    }
     if (const Status written = writeProjectFile(arguments.positional.at(1), records.value());
         !written)
         return fail(console, written.error());

@@ -9,9 +9,10 @@
 #include <QDirIterator>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <thread>
-#include <vector>
 
 namespace klangor {
 
@@ -27,6 +28,11 @@ bool holdsNonFolder(const QString &path)
 {
     struct stat st;
     return ::lstat(nativePath(path).constData(), &st) == 0 && !S_ISDIR(st.st_mode);
+}
+
+bool moveEntry(const QString &from, const QString &to)
+{
+    return ::rename(nativePath(from).constData(), nativePath(to).constData()) == 0;
 }
 
 // Freeing the blocks of a file takes a few milliseconds on some file systems right after a
@@ -51,24 +57,39 @@ void removeTree(const QString &path)
     QDir(path).removeRecursively();
 }
 
-// A file of the staging folder: written in full but not flushed yet; commit() flushes them all
-// at once, which is far quicker than one by one.
+// A file of the staging folder, written in full; its way to the disk is started here and
+// waited for in commit(), so the files of a batch travel together. The descriptor or -1 with
+// errno set.
 int writeNew(const QString &path, const QByteArray &data)
 {
     Descriptor file(::open(nativePath(path).constData(),
                            O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC | O_NOFOLLOW, 0666));
     if (!file.valid())
-        return errno;
-    if (writeAll(file.get(), data) && file.close())
-        return 0;
+        return -1;
+    if (writeAll(file.get(), data)) {
+        ::sync_file_range(file.get(), 0, 0, SYNC_FILE_RANGE_WRITE); // only a head start
+        return file.release();
+    }
     const int error = errno;
     ::unlink(nativePath(path).constData()); // a part-written file is not staged
-    return error;
+    errno = error;
+    return -1;
+}
+
+// Puts what lies in from (a batch's "new" or "old" folder) into folder, over what is there.
+void moveAllInto(const QString &from, const QString &folder)
+{
+    const QDir source(from);
+    for (const QString &name : source.entryList(QDir::Files | QDir::Hidden | QDir::System))
+        moveEntry(source.filePath(name), QDir(folder).filePath(name));
+    syncFolder(folder);
 }
 
 } // namespace
 
-FileBatch::FileBatch(QString folder) : m_folder(std::move(folder)) {}
+FileBatch::FileBatch(QString folder, bool keepExisting)
+    : m_folder(std::move(folder)), m_keepExisting(keepExisting)
+{}
 
 FileBatch::~FileBatch()
 {
@@ -77,8 +98,15 @@ FileBatch::~FileBatch()
 
 void FileBatch::discard()
 {
+    for (const int fd : m_files) {
+        if (fd >= 0)
+            ::close(fd);
+    }
+    m_files.clear();
     if (!m_staging.isEmpty())
         removeTree(m_staging);
+    if (m_lock >= 0)
+        ::close(std::exchange(m_lock, -1));
     m_staging.clear();
     m_names.clear();
 }
@@ -86,6 +114,7 @@ void FileBatch::discard()
 Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
 {
     if (m_staging.isEmpty()) {
+        recoverInterruptedWrites(m_folder);
         const QString staging = QDir(m_folder).filePath(kStagingPrefix + randomSuffix());
         if (::mkdir(nativePath(staging).constData(), 0700) != 0 ||
             ::mkdir(nativePath(staging + QStringLiteral("/new")).constData(), 0700) != 0 ||
@@ -95,15 +124,19 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
             return {QStringLiteral("Im Ordner „%1“ kann nichts abgelegt werden: %2")
                         .arg(shown(m_folder), systemReason(error))};
         }
+        // Held until the batch is done, so that no other writer takes it for a leftover.
+        m_lock = ::open(nativePath(staging).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (m_lock >= 0)
+            ::flock(m_lock, LOCK_EX | LOCK_NB);
         m_staging = staging;
     }
     for (const auto &[name, data] : files) {
         if (isDevice(QDir(m_folder).filePath(name)))
             return cannotWrite(QDir(m_folder).filePath(name), ENODEV);
-        if (const int error = writeNew(m_staging + QStringLiteral("/new/") + name, data)) {
-            // Named after the file it was meant to replace, not the staging copy.
-            return cannotWrite(QDir(m_folder).filePath(name), error);
-        }
+        const int fd = writeNew(m_staging + QStringLiteral("/new/") + name, data);
+        if (fd < 0) // named after the file it was meant to replace, not the staging copy
+            return cannotWrite(QDir(m_folder).filePath(name), errno);
+        m_files.push_back(fd);
         m_names.append(name);
     }
     return {};
@@ -111,32 +144,29 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
 
 Status FileBatch::commit()
 {
-    const QString target = m_folder + QLatin1Char('/');
-    // Hard links keep the old files, so a failed rename can put them back.
-    for (const QString &name : std::as_const(m_names)) {
-        const QString old = target + name;
-        if (holdsNonFolder(old) &&
-            ::linkat(AT_FDCWD, nativePath(old).constData(), AT_FDCWD,
-                     nativePath(m_staging + QStringLiteral("/old/") + name).constData(), 0) != 0) {
-            const int error = errno;
-            discard();
-            return cannotWrite(old, error);
+    // Every staged file reaches the disk before the batch may be completed; each by its own
+    // descriptor, as a flush of the whole file system may take seconds on a slow stick.
+    int flushError = 0;
+    QString failed;
+    for (std::size_t i = 0; i < m_files.size(); ++i) {
+        const int fd = std::exchange(m_files[i], -1);
+        const int synced = ::fdatasync(fd) == 0 ? 0 : errno;
+        const int closed = ::close(fd) == 0 ? 0 : errno;
+        if ((synced != 0 || closed != 0) && flushError == 0) {
+            flushError = synced != 0 ? synced : closed;
+            failed = m_names.at(static_cast<qsizetype>(i));
         }
     }
-    // Every staged file reaches the disk before the batch may be completed.
-    {
-        Descriptor staging(
-            ::open(nativePath(m_staging).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-        if (!staging.valid() || ::syncfs(staging.get()) != 0) {
-            const int error = errno;
-            discard();
-            return cannotWrite(m_folder, error);
-        }
+    if (flushError != 0) {
+        discard();
+        return cannotWrite(QDir(m_folder).filePath(failed), flushError);
     }
-    // From this rename on, a start after a kill completes the batch.
+    m_files.clear();
+    syncFolder(m_staging + QStringLiteral("/new"));
+    // From this rename on, the next write into the folder completes the batch.
     const QString committing =
         QDir(m_folder).filePath(kCommitPrefix + m_staging.section(QLatin1Char('-'), -1));
-    if (::rename(nativePath(m_staging).constData(), nativePath(committing).constData()) != 0) {
+    if (!moveEntry(m_staging, committing)) {
         const int error = errno;
         discard();
         return cannotWrite(m_folder, error);
@@ -144,48 +174,91 @@ Status FileBatch::commit()
     m_staging = committing;
     syncFolder(m_folder);
 
+    // Each old file steps aside into the batch before its new one takes its place, so that
+    // a failure can put it back; a kill in between leaves the new one to be moved in.
+    const QString target = m_folder + QLatin1Char('/');
+    std::vector<bool> hadOld;
     for (qsizetype i = 0; i < m_names.size(); ++i) {
         const QString &name = m_names.at(i);
-        if (::rename(nativePath(m_staging + QStringLiteral("/new/") + name).constData(),
-                     nativePath(target + name).constData()) == 0)
-            continue;
-        const int error = errno;
-        for (qsizetype back = i - 1; back >= 0; --back) {
-            const QString &done = m_names.at(back);
-            const QByteArray old = nativePath(m_staging + QStringLiteral("/old/") + done);
-            if (::rename(old.constData(), nativePath(target + done).constData()) != 0)
-                ::unlink(nativePath(target + done).constData());
+        hadOld.push_back(holdsNonFolder(target + name));
+        if (hadOld.back() && m_keepExisting) {
+            hadOld.pop_back();
+            rollBack(i, hadOld);
+            return cannotWrite(target + name, EEXIST);
         }
-        syncFolder(m_folder);
-        discard();
-        return cannotWrite(target + name, error);
+        if ((hadOld.back() &&
+             !moveEntry(target + name, m_staging + QStringLiteral("/old/") + name)) ||
+            !moveEntry(m_staging + QStringLiteral("/new/") + name, target + name)) {
+            const int error = errno;
+            if (hadOld.back())
+                moveEntry(m_staging + QStringLiteral("/old/") + name, target + name);
+            rollBack(i, hadOld);
+            return cannotWrite(target + name, error);
+        }
     }
     syncFolder(m_folder);
     discard();
     return {};
 }
 
+void FileBatch::rollBack(qsizetype count, const std::vector<bool> &hadOld)
+{
+    // The reverse of the commit, file by file: a kill meanwhile leaves every new file either
+    // in place or back in the batch, which the next write then completes.
+    const QString target = m_folder + QLatin1Char('/');
+    for (qsizetype back = count - 1; back >= 0; --back) {
+        const QString &name = m_names.at(back);
+        moveEntry(target + name, m_staging + QStringLiteral("/new/") + name);
+        if (hadOld[static_cast<std::size_t>(back)])
+            moveEntry(m_staging + QStringLiteral("/old/") + name, target + name);
+    }
+    syncFolder(m_folder);
+    // No longer to be completed: the batch is only thrown away.
+    const QString abandoned = QDir(m_folder).filePath(kStagingPrefix + randomSuffix());
+    if (moveEntry(m_staging, abandoned))
+        m_staging = abandoned;
+    discard();
+}
+
+bool isInterruptedWriteName(const QString &name)
+{
+    // Only the names the writers make; a user's own ".klangor-notes.txt" is no leftover.
+    static const QRegularExpression ours(
+        QRegularExpression::anchoredPattern(QRegularExpression::escape(SafeFilePrefix) +
+                                            QStringLiteral("(tmp|staging|commit)-[0-9a-z]+")));
+    return ours.match(name).hasMatch();
+}
+
 void recoverInterruptedWrites(const QString &folder)
 {
     const QDir dir(folder);
-    const QFileInfoList leftovers = dir.entryInfoList({SafeFilePrefix + QLatin1Char('*')},
-                                                      QDir::Files | QDir::Dirs | QDir::Hidden |
-                                                          QDir::System | QDir::NoDotAndDotDot);
-    for (const QFileInfo &entry : leftovers) {
-        const QString path = entry.absoluteFilePath();
-        if (entry.isSymLink() || !entry.isDir()) {
-            QFile::remove(path);
+    const QStringList leftovers =
+        dir.entryList({SafeFilePrefix + QLatin1Char('*')}, QDir::Files | QDir::Dirs | QDir::Hidden |
+                                                               QDir::System | QDir::NoDotAndDotDot);
+    for (const QString &name : leftovers) {
+        if (!isInterruptedWriteName(name))
+            continue;
+        const QString path = dir.filePath(name);
+        const QByteArray native = nativePath(path);
+        Descriptor entry(
+            ::open(native.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+        if (!entry.valid()) {
+            if (errno == ELOOP) // a link in our name's place: the link goes, never its target
+                ::unlink(native.constData());
+            continue;
+        }
+        if (::flock(entry.get(), LOCK_EX | LOCK_NB) != 0)
+            continue; // a writer that is still running holds it
+        struct stat st;
+        if (::fstat(entry.get(), &st) != 0)
+            continue;
+        if (!S_ISDIR(st.st_mode)) {
+            ::unlink(native.constData());
             continue;
         }
         // Only the batch's own folder is emptied: a link in its place may lead anywhere.
-        if (entry.fileName().startsWith(kCommitPrefix) &&
-            isDirectory(path + QStringLiteral("/new"))) {
-            const QDir fresh(path + QStringLiteral("/new"));
-            for (const QString &name : fresh.entryList(QDir::Files | QDir::Hidden))
-                ::rename(nativePath(fresh.filePath(name)).constData(),
-                         nativePath(dir.filePath(name)).constData());
-            syncFolder(folder);
-        }
+        if (name.startsWith(kCommitPrefix) && isDirectory(path + QStringLiteral("/new")))
+            moveAllInto(path + QStringLiteral("/new"), folder);
         removeTree(path);
     }
 }

@@ -35,6 +35,21 @@ inline const QString CvToolFileName = QStringLiteral("cvburn.exe");
 // Runs them under wine and hands on their whole exit code; lies beside the program.
 inline const QString LauncherFileName = QStringLiteral("klangor-launch.exe");
 
+// The program itself, as installed.
+inline const QString ProgramFileName = QStringLiteral("klangor");
+
+// Every name the program keeps beside it or in its program folder (working files included);
+// a file from elsewhere never takes one of them.
+inline QStringList programOwnFileNames()
+{
+    QStringList names = {SoundListFileName, CvListFileName, SoundArrFileName, PlaceholderFileName,
+                         SoundToolFileName, CvToolFileName, LauncherFileName, ProgramFileName};
+    names += cvDefaultFileNames();
+    for (int n = 0; n <= 87; ++n)
+        names.append(workingFileName(n));
+    return names;
+}
+
 // Temporaries and staging folders of the file writers start with this; whatever a killed run
 // left behind under this prefix is cleared at the next start.
 inline const QString SafeFilePrefix = QStringLiteral(".klangor-");

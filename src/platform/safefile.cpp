@@ -1,10 +1,12 @@
 #include "platform/safefile.h"
 
+#include "platform/filebatch.h"
 #include "platform/fileprimitives.h"
 
 #include <fcntl.h>
 #include <QDir>
 #include <QFileInfo>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 namespace klangor {
@@ -17,7 +19,8 @@ const QString kTempPrefix = SafeFilePrefix + QStringLiteral("tmp-");
 
 // A new file in folder under a name of its own, created from the start under a unique
 // temporary name, or anonymous (no name until linked) where the file system allows it,
-// so that a kill in the middle of writing leaves nothing behind.
+// so that a kill in the middle of writing leaves nothing behind (a named one goes at the next
+// write into the folder).
 struct TempFile
 {
     int fd = -1;
@@ -65,10 +68,12 @@ int replaceFile(const QString &path, const QByteArray &data)
         return EISDIR;
     if (isDevice(path))
         return ENODEV;
+    recoverInterruptedWrites(folder); // what a killed save left there
     TempFile temp = createTemp(folder);
     Descriptor file(temp.fd);
     if (!file.valid())
         return errno;
+    ::flock(file.get(), LOCK_EX | LOCK_NB); // tells another writer's recovery it is not left over
 
     const bool written = writeAll(file.get(), data) && ::fsync(file.get()) == 0 &&
                          (!temp.name.isEmpty() || nameTemp(temp, folder)) && file.close();

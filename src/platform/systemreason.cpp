@@ -12,8 +12,11 @@ QString systemReason(int errorNumber)
     case EDQUOT:
         return QStringLiteral("Das Speicherkontingent ist erschöpft.");
     case EACCES:
-    case EPERM:
         return QStringLiteral("Keine Schreibberechtigung.");
+    case EPERM:
+        return QStringLiteral("Das Dateisystem erlaubt diesen Schritt nicht.");
+    case EOPNOTSUPP:
+        return QStringLiteral("Das Dateisystem kann diesen Schritt nicht.");
     case EROFS:
         return QStringLiteral("Der Datenträger ist schreibgeschützt.");
     case ENOENT:

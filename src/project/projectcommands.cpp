@@ -52,6 +52,16 @@ void ProjectCommands::report(const UserMessage &error, const QString &title)
 
 bool ProjectCommands::writeWorkingLists()
 {
+    // The lists are written from the window; every other file the save reads must lie in the
+    // folder, checked before anything is written.
+    const auto read = recordFileNames(m_host->slotFileNames());
+    QStringList readNames(read.begin(), read.end());
+    readNames.removeAll(SoundArrFileName);
+    readNames.removeAll(CvListFileName);
+    if (const Status links = refuseLinksOutOfFolder(m_host->programFolder(), readNames); !links) {
+        report(links.error(), SaveTitle);
+        return false;
+    }
     Status written = saveCvText(programFile(CvListFileName), m_host->cvText());
     if (written)
         written = WriteArrayFile(programFile(SoundArrFileName), toArray(m_host->slotFileNames()));

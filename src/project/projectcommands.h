@@ -53,7 +53,8 @@ public:
 
 private:
     QString programFile(const QString &name) const;
-    // Writes cvlist.dat and sound.arr; false (and the user told) when either failed.
+    // Writes cvlist.dat and sound.arr unless a file the save reads links out of the program
+    // folder; false (and the user told) when anything failed.
     bool writeWorkingLists();
     void saveProjectFile(const QString &projectPath);
     // What the window shows after an open, taken from the project before any file is touched

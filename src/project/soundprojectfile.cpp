@@ -8,6 +8,7 @@
 
 #include <QBuffer>
 #include <QDir>
+#include <QFileInfo>
 #include <QHash>
 #include <QRegularExpression>
 #include <sys/stat.h>
@@ -155,17 +156,43 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
     return project;
 }
 
-Result<ProjectRecords> collectProjectRecords(const QString &folder, const SlotFileNames &names,
-                                             bool createMissing)
+std::array<QString, ProjectRecordCount> recordFileNames(const SlotFileNames &names)
 {
-    const QString named = recordFolder(folder);
-    const QDir dir(folder);
     std::array<QString, ProjectRecordCount> bareNames;
     for (int i = 0; i <= SlotFileNames::UpperBound; ++i)
         bareNames[static_cast<std::size_t>(i)] =
             names.isAssigned(i) ? workingFileName(i) : PlaceholderFileName;
     bareNames[SoundArrRecord] = SoundArrFileName;
     bareNames[CvListRecord] = CvListFileName;
+    return bareNames;
+}
+
+Status refuseLinksOutOfFolder(const QString &folder, const QStringList &names)
+{
+    const QString inside = QDir(folder).canonicalPath() + QLatin1Char('/');
+    for (const QString &name : names) {
+        const QFileInfo file(QDir(folder).filePath(name));
+        // Only a file can be read out; a dangling link or one to a device is replaced or
+        // refused as such.
+        if (file.isSymLink() && file.isFile() && !file.canonicalFilePath().startsWith(inside))
+            return UserMessage{QStringLiteral("„%1“ ist eine Verknüpfung nach außerhalb des "
+                                              "Ordners und wird nicht eingepackt. Das Sound "
+                                              "Projekt wurde nicht gespeichert.")
+                                   .arg(shownName(file.filePath()))};
+    }
+    return {};
+}
+
+Result<ProjectRecords> collectProjectRecords(const QString &folder, const SlotFileNames &names,
+                                             bool createMissing)
+{
+    const QString named = recordFolder(folder);
+    const QDir dir(folder);
+    const std::array<QString, ProjectRecordCount> bareNames = recordFileNames(names);
+    if (const Status links =
+            refuseLinksOutOfFolder(folder, QStringList(bareNames.begin(), bareNames.end()));
+        !links)
+        return links.error();
 
     // The whole project is held in memory before the first byte is written.
     ProjectRecords records;

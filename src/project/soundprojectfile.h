@@ -60,11 +60,19 @@ Status readSlotNames(const QByteArray &soundArr, SlotFileNames &names);
 
 // The records a save of folder writes: the working file of each assigned sound number,
 // placeholder.dat for the others, sound.arr and cvlist.dat, named after the folder. All files
-// are read before anything is written. createMissing: a file that is not there is created
-// empty, as the window's save does, so placeholder.dat comes into being; otherwise nothing is
-// written, a missing placeholder gives empty data and any other missing file is refused.
+// are read before anything is written; a link out of the folder is refused. createMissing: a file
+// that is not there is created empty, as the window's save does, so placeholder.dat comes into
+// being; otherwise nothing is written, a missing placeholder gives empty data and any other missing
+// file is refused.
 Result<ProjectRecords> collectProjectRecords(const QString &folder, const SlotFileNames &names,
                                              bool createMissing);
+// The files of folder a project's records take for these names: the working file of each
+// assigned sound number, placeholder.dat for the others, then sound.arr and cvlist.dat.
+std::array<QString, ProjectRecordCount> recordFileNames(const SlotFileNames &names);
+// Refuses, naming it, a file among names in folder that is a link to a file outside the
+// folder: a project to be shared takes only what lies in the folder itself.
+Status refuseLinksOutOfFolder(const QString &folder, const QStringList &names);
+
 // Replaces the project file whole with these records, or leaves it as it was.
 Status writeProjectFile(const QString &projectPath, const ProjectRecords &records);
 

@@ -21,6 +21,7 @@
 #include <QFileInfo>
 #include <random>
 #include <soxr.h>
+#include <sys/stat.h>
 #include <vector>
 
 namespace klangor {
@@ -242,7 +243,31 @@ Status makeFolder(const QString &folder)
                            .arg(shown(folder), systemReason(errno)));
 }
 
+// One file under both paths, however each is spelt (links followed).
+bool sameFile(const QString &a, const QString &b)
+{
+    struct stat first, second;
+    return ::stat(QFile::encodeName(a).constData(), &first) == 0 &&
+           ::stat(QFile::encodeName(b).constData(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
 } // namespace
+
+Status conversionOutputAllowed(const QString &output, const QStringList &inputs, bool overwrite)
+{
+    for (const QString &input : inputs) {
+        if (sameFile(output, input))
+            return UserMessage(QStringLiteral("„%1“ ist eine der Eingaben und wird nicht "
+                                              "überschrieben.")
+                                   .arg(shown(output)));
+    }
+    struct stat st;
+    if (!overwrite && ::lstat(QFile::encodeName(output).constData(), &st) == 0)
+        return UserMessage(QStringLiteral("Die Datei „%1“ gibt es schon; sie wird nicht ersetzt.")
+                               .arg(shown(output)));
+    return {};
+}
 
 Result<double> soundFileSeconds(const QString &input)
 {
@@ -267,13 +292,16 @@ Result<QString> convertForDecoder(const QString &input, const QString &outputFol
                                   const ConversionOptions &options,
                                   const ConversionProgress &progress)
 {
+    const QString output = QDir(outputFolder).filePath(convertedFileName(input));
+    if (const Status allowed = conversionOutputAllowed(output, {input}, options.overwrite);
+        !allowed)
+        return allowed.error();
     ResamplerCache resamplers;
     const Result<QByteArray> image = decoderImage(input, options, resamplers, progress);
     if (!image)
         return image.error();
     if (const Status made = makeFolder(outputFolder); !made)
         return made.error();
-    const QString output = QDir(outputFolder).filePath(convertedFileName(input));
     if (const Status written = writeFileSafely(output, image.value()); !written)
         return written.error();
     return output;
@@ -288,8 +316,21 @@ QList<Result<QString>> convertAllForDecoder(const QStringList &inputs, const QSt
             results.append(made.error());
         return results;
     }
+    // The user's files are checked before any work: one refusal stops the whole batch.
+    QList<Status> allowed;
+    for (const QString &input : inputs)
+        allowed.append(conversionOutputAllowed(
+            QDir(outputFolder).filePath(convertedFileName(input)), inputs, options.overwrite));
+    if (std::any_of(allowed.cbegin(), allowed.cend(), [](const Status &s) { return !s.ok(); })) {
+        for (const Status &status : std::as_const(allowed))
+            results.append(status ? UserMessage(QStringLiteral(
+                                        "Nichts wurde umgewandelt, weil eine andere Ausgabe nicht "
+                                        "geschrieben werden darf."))
+                                  : status.error());
+        return results;
+    }
     ResamplerCache resamplers;
-    FileBatch batch(outputFolder);
+    FileBatch batch(outputFolder, !options.overwrite); // nor one that appears meanwhile
     QStringList names;
     for (const QString &input : inputs) {
         const QString name = convertedFileName(input);

@@ -14,8 +14,9 @@ inline constexpr int DecoderSampleRate = 11025;
 
 struct ConversionOptions
 {
-    bool eightBit = false; // 8-bit unsigned with triangular dither instead of 16-bit
-    bool trim = false;     // a longer sound is cut to the decoder's 5.9 s with a short fade-out
+    bool eightBit = false;  // 8-bit unsigned with triangular dither instead of 16-bit
+    bool trim = false;      // a longer sound is cut to the decoder's 5.9 s with a short fade-out
+    bool overwrite = false; // an existing output is replaced instead of refused
 
     friend bool operator==(const ConversionOptions &, const ConversionOptions &) = default;
 };
@@ -33,15 +34,20 @@ QString convertedFileName(const QString &input);
 // into "umgewandelt" in the program folder.
 QString conversionFolder(const QString &input, const QString &programFolder);
 
+// Why output may not be written for these inputs: it is one of them (never written over), or
+// it exists already and overwrite is not set.
+Status conversionOutputAllowed(const QString &output, const QStringList &inputs, bool overwrite);
+
 // Writes input as a mono 11025 Hz WAV file the decoder takes into outputFolder (created when
 // missing) and returns its path. A file that is that already, with the chosen bits, is copied
-// unchanged. The original is never changed.
+// unchanged. The original is never changed; an existing output only with options.overwrite.
 Result<QString> convertForDecoder(const QString &input, const QString &outputFolder,
                                   const ConversionOptions &options,
                                   const ConversionProgress &progress = {});
 
 // Converts each input as above into outputFolder; the results are written together at the end
-// (all or none). One result per input, in order: its output's path or why it has none.
+// (all or none). One result per input, in order: its output's path or why it has none. When
+// any output is not allowed, nothing is converted.
 QList<Result<QString>> convertAllForDecoder(const QStringList &inputs, const QString &outputFolder,
                                             const ConversionOptions &options);
 

@@ -1,6 +1,7 @@
 #include "clitesthelpers.h"
 #include "project/arrayfile.h"
 #include "project/projecttesthelpers.h"
+#include "support/killedwork.h"
 #include "support/wavwriter.h"
 
 #include <gtest/gtest.h>
@@ -115,42 +116,68 @@ TEST_F(ProjectCommandLineTest, PackWritesWhatTheWindowSavesAndUnpackGivesTheSoun
     EXPECT_EQ(readFile(path("neu/aus/cvlist.dat")), "; Test\r\n1=3\r\n");
 }
 
-// Names from someone else's project never write outside the folder, nor through a link.
+// Names from someone else's project never write outside the folder, nor through a link, nor
+// a file Windows, the shell or Klangor would take for its own: those come out as slot-N.wav.
 TEST_F(ProjectCommandLineTest, UnpackWritesOnlySafeNamesIntoItsFolder)
 {
-    const QMap<int, QString> names = {
-        {0, "..\\..\\ausbruch.wav"}, {1, "/tmp/x/.."},  {2, "a\tb.wav"}, {3, "con.wav"},
-        {4, ".klangor-tmp-1"},       {5, "CVLIST.DAT"}, {6, "link.wav"}, {7, "sub/"},
-        {8, "ausbruch.wav"},         {9, "fehlt.wav"},
-    };
-    auto records = test::plainRecords(soundArr(names));
-    for (int n = 0; n <= 8; ++n)
+    const QStringList kept = {"..\\..\\ausbruch.wav", "link.wav", "COM10.wav", "console.wav",
+                              "a.exe.wav"};
+    const QStringList refused = {
+        "/tmp/x/..",      "sub/",        "a\tb.wav",  ".bashrc",
+        ".klangor-tmp-1", "sndburn.exe", "Start.BAT", "x.com",
+        "x.cmd",          "run.sh",      "klangor",   "cvdiesele.dat",
+        "CVLIST.DAT",     "12.wav",      "a:b.wav",   "a*b",
+        "a?.wav",         "\"q\".wav",   "<x>.wav",   "a|b.wav",
+        "ende.",          "ende ",       "CON",       "con.wav",
+        "COM1.txt",       "lpt9",        "Nul .wav",  QString(252, 'x') + "ä.wav", // 257 bytes
+        "AUSBRUCH.wav"}; // another sound's name
+    const QStringList slotNames = kept + refused;
+    QMap<int, QString> names = {{40, "fehlt.wav"}};
+    auto records = test::plainRecords({});
+    QStringList written;
+    for (int n = 0; n < slotNames.size(); ++n) {
+        names[n] = slotNames[n];
         records[n] = {"C:\\K\\" + QByteArray::number(n) + ".wav", "Sound " + QByteArray::number(n)};
+        written.append(n < kept.size() ? slotNames[n].section('\\', -1)
+                                       : QString("slot-%1.wav").arg(n));
+    }
+    records[88].second = soundArr(names);
     ASSERT_TRUE(writeFile(path("fremd.spj"), test::projectBytes(records)));
-    ASSERT_TRUE(QDir(m_dir.path()).mkpath("aussen"));
-    ASSERT_TRUE(QDir(m_dir.path()).mkpath("ziel"));
+    ASSERT_TRUE(QDir(m_dir.path()).mkpath("aussen") && QDir(m_dir.path()).mkpath("ziel"));
     ASSERT_TRUE(writeFile(path("aussen/ziel.wav"), "bleibt"));
+    ASSERT_TRUE(writeFile(path("ziel/.klangor-notizen.txt"), "eigen"));
     ASSERT_EQ(::symlink("../aussen/ziel.wav", QFile::encodeName(path("ziel/link.wav"))), 0);
     // A batch a kill left half-done, whose new files lie behind a link, is not completed.
     ASSERT_TRUE(QDir(m_dir.path()).mkpath("ziel/.klangor-commit-x"));
     ASSERT_EQ(::symlink("../../aussen", QFile::encodeName(path("ziel/.klangor-commit-x/new"))), 0);
 
-    const test::CommandRun run = runCommand({"project", "unpack", path("fremd.spj"), path("ziel")});
+    // Only into an empty or a new folder, unless asked.
+    const auto before = test::snapshot(path("ziel"));
+    test::CommandRun run = runCommand({"project", "unpack", path("fremd.spj"), path("ziel")});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.out, "ausbruch.wav\nlink.wav\ncvlist.dat\n");
-    for (int n : {1, 2, 3, 4, 5, 7, 8, 9})
-        EXPECT_TRUE(run.err.contains(QString("Soundnummer %1 (").arg(n))) << n;
-    EXPECT_EQ(run.err.count("klangor: "), 8);
-    EXPECT_EQ(QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList({"aussen", "fremd.spj", "programm", "ziel"}));
-    EXPECT_EQ(QDir(path("aussen")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
-              QStringList({"ziel.wav"}));
+    EXPECT_TRUE(run.err.contains("„" + path("ziel") + "“ ist nicht leer")) << run.err.toStdString();
+    EXPECT_EQ(test::snapshot(path("ziel")), before);
+
+    run = runCommand({"project", "unpack", "--overwrite", path("fremd.spj"), path("ziel")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_EQ(run.out, written.join('\n') + "\ncvlist.dat\n");
+    for (int n = 0; n < slotNames.size(); ++n) {
+        EXPECT_EQ(run.err.contains(QString("Soundnummer %1 (").arg(n)), n >= kept.size()) << n;
+        EXPECT_EQ(readFile(path("ziel/" + written[n])), "Sound " + QByteArray::number(n));
+    }
+    EXPECT_TRUE(run.err.contains("Soundnummer 40 („fehlt.wav“) wurde nicht ausgepackt."));
+    EXPECT_EQ(run.err.count("klangor: "), refused.size() + 1);
     EXPECT_EQ(readFile(path("aussen/ziel.wav")), "bleibt");
-    EXPECT_EQ(QDir(path("ziel")).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
-              QStringList({"ausbruch.wav", "cvlist.dat", "link.wav"}));
+    EXPECT_EQ(QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot) +
+                  QDir(path("aussen")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
+              QStringList({"aussen", "fremd.spj", "programm", "ziel", "ziel.wav"}));
+    QStringList listed =
+        QDir(path("ziel"))
+            .entryList(QDir::Files | QDir::Hidden | QDir::Dirs | QDir::NoDotAndDotDot);
+    written << "cvlist.dat"
+            << ".klangor-notizen.txt";
+    EXPECT_EQ(QSet(listed.begin(), listed.end()), QSet(written.begin(), written.end()));
     EXPECT_FALSE(QFileInfo(path("ziel/link.wav")).isSymLink());
-    EXPECT_EQ(readFile(path("ziel/link.wav")), "Sound 6");
-    EXPECT_EQ(readFile(path("ziel/ausbruch.wav")), "Sound 0");
 }
 
 TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
@@ -191,6 +218,48 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
     EXPECT_EQ(QDir(path("halb")).entryList(QDir::Files), QStringList({"cvlist.dat", "sound.arr"}));
     struct stat st;
     EXPECT_TRUE(!device || (::lstat(node.constData(), &st) == 0 && S_ISCHR(st.st_mode)));
+}
+
+// convert and project unpack on a stick (exFAT, no links): they replace what they are asked to,
+// and a kill at any moment leaves the old files or the new ones once the program next writes
+// into the folder.
+TEST(StickCommandLine, ConvertAndUnpackReplaceFilesAndSurviveKills)
+{
+    const test::ExfatDisk disk;
+    if (disk.path.isEmpty())
+        GTEST_SKIP() << "no exFAT file system: " << disk.why.toStdString();
+    const QString out = disk.path + "/aus";
+    QTemporaryDir in;
+    QStringList convert = {"convert", "--overwrite", "-o", out};
+    QMap<QString, QByteArray> old;
+    StringArray names = StringArray::oneDimensional(0, SlotFileNames::UpperBound);
+    auto records = test::plainRecords({});
+    for (int i = 0; i < 10; ++i) {
+        const QString name = QString("ton%1").arg(i);
+        const QByteArray sound = test::makeWav({.sampleRate = 22050, .dataBytes = 2000 + i});
+        ASSERT_TRUE(writeFile(in.filePath(name + ".wav"), sound));
+        convert.append(in.filePath(name + ".wav"));
+        old.insert(name + "_decoder.wav", "alt");
+        old.insert(name + ".wav", "alt");
+        names.setElement(i, name + ".wav");
+        records[i] = {"C:\\K\\" + QByteArray::number(i) + ".wav", sound};
+    }
+    records[88].second = arrayFileBytes(names).value();
+    ASSERT_TRUE(writeFile(in.filePath("lok.spj"), test::projectBytes(records)));
+    ASSERT_TRUE(writeFile(in.filePath("weiter.wav"), test::makeWav({})));
+    // The next run is another command writing into the folder; its own file is not looked at.
+    const auto nextRun = [&] {
+        ASSERT_EQ(runCommand({"convert", in.filePath("weiter.wav"), "-o", out}).exitCode, 0);
+        QFile::remove(out + "/weiter_decoder.wav");
+    };
+    const std::function<QMap<QString, QByteArray>()> state = std::bind(test::snapshot, out);
+
+    test::expectOldOrNewAfterKills([&] { runCommand(convert); }, out, old, state, nextRun);
+    test::expectOldOrNewAfterKills(
+        [&] {
+            runCommand({"project", "unpack", "--overwrite", in.filePath("lok.spj"), out});
+        },
+        out, old, state, nextRun);
 }
 
 } // namespace

@@ -97,7 +97,8 @@ TEST(SoundConversion, EveryInputKindBecomesMono11025WithTheSameTone)
         SCOPED_TRACE(c.name);
         const QString input = writeSound(in.filePath(c.name), c.format, c.rate, c.channels);
         const QByteArray original = readFile(input);
-        const Result<QString> output = convertForDecoder(input, out.path(), {c.eightBit});
+        const Result<QString> output =
+            convertForDecoder(input, out.path(), {.eightBit = c.eightBit, .overwrite = true});
         ASSERT_TRUE(output) << output.error().text.toStdString();
         const QByteArray bytes = readFile(output.value());
         EXPECT_EQ(readFile(input), original);
@@ -145,7 +146,7 @@ TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
     EXPECT_EQ(readSamples(output).size(), 7u * DecoderSampleRate);
     EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()) && seen.back() == 1.0);
 
-    ASSERT_TRUE(convertForDecoder(input, dir.path(), {.trim = true}));
+    ASSERT_TRUE(convertForDecoder(input, dir.path(), {.trim = true, .overwrite = true}));
     const std::vector<double> cut = readSamples(output);
     ASSERT_EQ(cut.size(), 65047u); // 5.9 s
     RiffWaveAudioDevice device;

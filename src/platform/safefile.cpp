@@ -27,11 +27,13 @@ struct TempFile
     QString name; // empty while anonymous
 };
 
-TempFile createTemp(const QString &folder)
+TempFile createTemp(const QString &folder, bool mayBeAnonymous)
 {
-    const int anonymous =
-        ::open(nativePath(folder).constData(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666);
-    if (anonymous >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL))
+    const int anonymous = mayBeAnonymous ? ::open(nativePath(folder).constData(),
+                                                  O_TMPFILE | O_WRONLY | O_CLOEXEC, 0666)
+                                         : -1;
+    if (anonymous >= 0 ||
+        (mayBeAnonymous && errno != EOPNOTSUPP && errno != EISDIR && errno != EINVAL))
         return {anonymous, {}};
     for (int attempt = 0; attempt < 100; ++attempt) {
         const QString name = QDir(folder).filePath(kTempPrefix + randomSuffix());
@@ -61,7 +63,7 @@ bool nameTemp(TempFile &temp, const QString &folder)
 }
 
 // 0 or the errno of the step that failed.
-int replaceFile(const QString &path, const QByteArray &data)
+int replaceFile(const QString &path, const QByteArray &data, bool mayBeAnonymous = true)
 {
     const QString folder = QFileInfo(path).absolutePath();
     if (isDirectory(path))
@@ -69,14 +71,21 @@ int replaceFile(const QString &path, const QByteArray &data)
     if (isDevice(path))
         return ENODEV;
     recoverInterruptedWrites(folder); // what a killed save left there
-    TempFile temp = createTemp(folder);
+    TempFile temp = createTemp(folder, mayBeAnonymous);
     Descriptor file(temp.fd);
     if (!file.valid())
         return errno;
     ::flock(file.get(), LOCK_EX | LOCK_NB); // tells another writer's recovery it is not left over
 
-    const bool written = writeAll(file.get(), data) && ::fsync(file.get()) == 0 &&
-                         (!temp.name.isEmpty() || nameTemp(temp, folder)) && file.close();
+    bool written = writeAll(file.get(), data) && ::fsync(file.get()) == 0;
+    // Naming an anonymous file takes a link through /proc; where that is refused (no /proc,
+    // a file system without links), the file is written again under a name of its own.
+    if (written && temp.name.isEmpty() && !nameTemp(temp, folder)) {
+        if (errno != ENOSPC && errno != EDQUOT)
+            return replaceFile(path, data, false);
+        written = false;
+    }
+    written = written && file.close();
     if (written && ::rename(nativePath(temp.name).constData(), nativePath(path).constData()) == 0) {
         syncFolder(folder);
         return 0;

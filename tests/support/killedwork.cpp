@@ -100,25 +100,28 @@ ExfatDisk::ExfatDisk()
 {
     QProcess shell;
     shell.setWorkingDirectory(dir.path());
-    shell.start("sh", {"-ec", "[ -e /dev/fuse ] || { echo no /dev/fuse here >&2; exit 1; }\n"
-                              "truncate -s 16M stick.img && mkdir stick\n"
-                              "mkfs.exfat stick.img >/dev/null\n"
-                              "losetup -f --show stick.img\n"
-                              "mount.exfat-fuse \"$(losetup -j stick.img | cut -d: -f1)\" stick"});
+    shell.start(
+        "sh",
+        {"-ec",
+         "PATH=$PATH:/usr/sbin:/sbin; [ -e /dev/fuse ] || { echo no /dev/fuse >&2; exit 1; }\n"
+         "truncate -s 16M stick.img && mkdir stick\n"
+         "mkfs.exfat stick.img >/dev/null\n"
+         "losetup -f --show stick.img\n"
+         "mount.exfat-fuse \"$(losetup -j stick.img | cut -d: -f1)\" stick"});
     shell.waitForFinished(60000);
     loop = shell.readAllStandardOutput().trimmed();
-    if (shell.exitStatus() == QProcess::NormalExit && shell.exitCode() == 0)
-        path = dir.filePath("stick");
-    else
-        why = shell.readAllStandardError().trimmed();
+    why = shell.readAllStandardError().trimmed();
+    path = shell.exitStatus() == QProcess::NormalExit && shell.exitCode() == 0
+               ? dir.filePath("stick")
+               : "";
 }
 
 ExfatDisk::~ExfatDisk()
 {
-    if (!path.isEmpty())
-        QProcess::execute("umount", {path});
-    if (!loop.isEmpty())
-        QProcess::execute("losetup", {"-d", loop});
+    QProcess::execute("sh", {"-c",
+                             "PATH=$PATH:/usr/sbin:/sbin; [ -z \"$1\" ] || umount \"$1\"; "
+                             "[ -z \"$2\" ] || losetup -d \"$2\"",
+                             "sh", path, loop});
 }
 
 } // namespace klangor::test

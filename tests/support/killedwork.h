@@ -1,9 +1,7 @@
 #pragma once
 
 #include <functional>
-#include <QByteArray>
 #include <QMap>
-#include <QString>
 #include <QTemporaryDir>
 
 namespace klangor::test {

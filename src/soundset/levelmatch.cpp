@@ -88,6 +88,11 @@ Result<std::vector<double>> workingSamples(const QString &path, bool &eightBit)
     return samples;
 }
 
+UserMessage aboutSound(int number, const QString &name, const UserMessage &error)
+{
+    return {QStringLiteral("Soundnummer %1 („%2“): %3").arg(number).arg(name, error.text)};
+}
+
 } // namespace
 
 void LevelMatchPlan::setTarget(double lufs)
@@ -140,7 +145,7 @@ Result<LevelMatchPlan> planLevelMatch(const QString &programFolder, const SlotFi
         const Result<SoundLevels> levels =
             measureSoundLevels(QDir(programFolder).filePath(workingFileName(n)));
         if (!levels)
-            return levels.error();
+            return aboutSound(n, names.at(n), levels.error());
         plan.sounds.append(
             {n, events.at(static_cast<std::size_t>(n)), names.at(n), levels.value()});
         if (progress && !progress(double(plan.sounds.size()) / assigned))
@@ -171,7 +176,7 @@ Status applyLevelMatch(const QString &programFolder, const LevelMatchPlan &plan,
         if (sound.gainDb != 0) {
             const Result<QByteArray> bytes = levelMatchedWave(programFolder, sound);
             if (!bytes)
-                return bytes.error();
+                return aboutSound(sound.soundNumber, sound.name, bytes.error());
             files.append({workingFileName(sound.soundNumber), bytes.value()});
         }
         if (progress && !progress(double(files.size()) / plan.sounds.size()))

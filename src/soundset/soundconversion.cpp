@@ -13,12 +13,14 @@
 #include "soundset/wavecheck.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <ebur128.h>
 #include <limits>
 #include <map>
 #include <memory>
+#include <numbers>
 #include <numeric>
 #include <QDir>
 #include <QFileInfo>
@@ -36,7 +38,7 @@ namespace {
 // kilobytes, and anything larger is converted instead, by blocks.
 constexpr qint64 MaxCopiedBytes = qint64(4) << 20;
 constexpr qint64 BlockFrames = 8192;
-// Shorter sounds have no gated loudness (its blocks are 0.4 s); they are measured whole.
+// Shorter sounds are measured whole: the gated loudness has only 0.4 s blocks for them.
 constexpr unsigned long ShortSoundMs = 500;
 // 5.9 s at the decoder's rate, rounded down so that the cut sound passes the check.
 constexpr std::size_t TrimFrames = std::size_t(MaxWaveSeconds * DecoderSampleRate);
@@ -147,6 +149,72 @@ void mixDown(const double *frames, qint64 count, int channels, double *mono)
         mono[f] = std::isfinite(mixed) ? mixed : 0.0;
     }
 }
+
+// The K-weighted loudness of a sound's first 0.5 s, for a sound too short for the gated 0.4 s
+// blocks of the integrated measure: a biquad shelf and a high-pass per channel, channels
+// weighted as libebur128 maps them by default (the fourth as LFE, left out; surrounds 1.41).
+class ShortSoundMeter
+{
+public:
+    ShortSoundMeter(int rate, int channels)
+        : m_limit(static_cast<qint64>(ShortSoundMs) * rate / 1000),
+          m_channels(static_cast<std::size_t>(channels)), m_filters(m_channels),
+          m_energy(m_channels, 0.0)
+    {
+        const double pi = std::numbers::pi;
+        double K = std::tan(pi * 1681.974450955533 / rate), Q = 0.7071752369554196;
+        const double Vh = std::pow(10.0, 3.999843853973347 / 20);
+        const double Vb = std::pow(Vh, 0.4996667741545416), a0 = 1 + K / Q + K * K;
+        const Biquad shelf{(Vh + Vb * K / Q + K * K) / a0, 2 * (K * K - Vh) / a0,
+                           (Vh - Vb * K / Q + K * K) / a0, 2 * (K * K - 1) / a0,
+                           (1 - K / Q + K * K) / a0};
+        K = std::tan(pi * 38.13547087602444 / rate);
+        Q = 0.5003270373238773;
+        const double h0 = 1 + K / Q + K * K;
+        const Biquad highPass{1, -2, 1, 2 * (K * K - 1) / h0, (1 - K / Q + K * K) / h0};
+        for (auto &filter : m_filters)
+            filter = {shelf, highPass};
+    }
+
+    void add(const double *frames, qint64 count)
+    {
+        for (qint64 f = 0; f < count && m_seen < m_limit; ++f, ++m_seen) {
+            for (std::size_t c = 0; c < m_channels; ++c) {
+                const double y = m_filters[c][1].run(m_filters[c][0].run(frames[c]));
+                m_energy[c] += y * y;
+            }
+            frames += m_channels;
+        }
+    }
+
+    double loudness() const
+    {
+        double sum = 0;
+        for (std::size_t c = 0; c < m_channels; ++c)
+            sum += (c == 3 ? 0.0 : c == 4 || c == 5 ? 1.41 : c > 5 ? 0.0 : 1.0) * m_energy[c];
+        return sum > 0 && m_seen > 0 ? -0.691 + 10 * std::log10(sum / static_cast<double>(m_seen))
+                                     : -std::numeric_limits<double>::infinity();
+    }
+
+private:
+    struct Biquad
+    {
+        double b0, b1, b2, a1, a2, z1 = 0, z2 = 0;
+        double run(double x)
+        {
+            const double y = b0 * x + z1;
+            z1 = b1 * x - a1 * y + z2;
+            z2 = b2 * x - a2 * y;
+            return y;
+        }
+    };
+
+    qint64 m_limit;
+    qint64 m_seen = 0;
+    std::size_t m_channels;
+    std::vector<std::array<Biquad, 2>> m_filters;
+    std::vector<double> m_energy;
+};
 
 struct SoxrDeleter
 {
@@ -397,12 +465,9 @@ QList<Result<ConvertedSound>> convertAllForDecoder(const QStringList &inputs,
                                                    const ConversionOptions &options)
 {
     QList<Result<ConvertedSound>> results;
-    if (const Status made = makeFolder(outputFolder); !made) {
-        for (qsizetype i = 0; i < inputs.size(); ++i)
-            results.append(made.error());
-        return results;
-    }
     ResamplerCache resamplers;
+    // The folder is made for the first result: a run that converts nothing leaves no trace.
+    std::optional<Status> made;
     FileBatch batch(outputFolder);
     QStringList names;
     for (const QString &input : inputs) {
@@ -416,7 +481,10 @@ QList<Result<ConvertedSound>> convertAllForDecoder(const QStringList &inputs,
             results.append(image.error());
             continue;
         }
-        if (const Status staged = batch.stage({{name, image.value().bytes}}); !staged) {
+        if (!made)
+            made = makeFolder(outputFolder);
+        if (const Status staged = *made ? batch.stage({{name, image.value().bytes}}) : *made;
+            !staged) {
             results.append(staged.error());
             continue;
         }
@@ -440,14 +508,15 @@ Result<SoundLevels> measureSoundLevels(const QString &input, const ConversionPro
         return opened.error();
     SoundFile &sound = *opened.value();
     const int channels = sound.channels();
-    // A sound under 0.5 s is measured over all of it, which needs that much kept.
     std::unique_ptr<ebur128_state, void (*)(ebur128_state *)> meter(
         ebur128_init(static_cast<unsigned>(channels),
                      static_cast<unsigned long>(sound.sampleRate()), EBUR128_MODE_I),
         [](ebur128_state *state) { ebur128_destroy(&state); });
-    if (!meter || ebur128_set_max_window(meter.get(), ShortSoundMs) != EBUR128_SUCCESS)
+    if (!meter)
         return refused(input, QStringLiteral("Die Lautheitsmessung ließ sich nicht einrichten."),
                        Task::Measure);
+    // A sound under 0.5 s is measured over all of it.
+    ShortSoundMeter shortMeter(sound.sampleRate(), channels);
 
     SoundLevels levels{.framesPromised = promisedFrames(sound), .sampleRate = sound.sampleRate()};
     std::vector<double> frames(static_cast<std::size_t>(BlockFrames * channels));
@@ -462,6 +531,7 @@ Result<SoundLevels> measureSoundLevels(const QString &input, const ConversionPro
                 frames[i] = 0;
             peak = std::max(peak, std::abs(frames[i]));
         }
+        shortMeter.add(frames.data(), got);
         if (ebur128_add_frames_double(meter.get(), frames.data(), static_cast<std::size_t>(got)) !=
             EBUR128_SUCCESS)
             return refused(input, QStringLiteral("Die Lautheitsmessung meldet einen Fehler."),
@@ -481,14 +551,11 @@ Result<SoundLevels> measureSoundLevels(const QString &input, const ConversionPro
                                        : QStringLiteral("Sie enthält keinen Ton."),
                        Task::Measure);
     levels.peakDbfs = decibels(peak);
-    const auto ms =
-        static_cast<unsigned long>(levels.framesRead * 1000 / std::max(1, levels.sampleRate));
     double loudness = -HUGE_VAL;
-    const int measured =
-        ms < ShortSoundMs
-            ? (ms > 0 ? ebur128_loudness_window(meter.get(), ms, &loudness) : EBUR128_SUCCESS)
-            : ebur128_loudness_global(meter.get(), &loudness);
-    if (measured != EBUR128_SUCCESS)
+    const bool shortSound = levels.framesRead * 1000 < qint64(ShortSoundMs) * levels.sampleRate;
+    if (shortSound)
+        loudness = shortMeter.loudness();
+    else if (ebur128_loudness_global(meter.get(), &loudness) != EBUR128_SUCCESS)
         return refused(input, QStringLiteral("Die Lautheitsmessung meldet einen Fehler."),
                        Task::Measure);
     levels.loudnessLufs =

@@ -267,9 +267,8 @@ TEST(SoundConversion, LevelsAreMeasuredInLufsAndDbfs)
         int channels;
         double amplitude, others, seconds, lufs, peak;
     } cases[] = {
-        {1, minus20, 0, 3, -23.0, -20.0},
-        {2, minus20, 1, 3, -20.0, -20.0},
-        {1, minus20, 0, 0.3, -23.0, -20.0},
+        {1, minus20, 0, 3, -23.0, -20.0},   {2, minus20, 1, 3, -20.0, -20.0},
+        {1, minus20, 0, 0.3, -23.0, -20.0}, {2, minus20, 1, 0.45, -20.0, -20.0},
         {1, 0, 0, 1, none, none},
     };
     QTemporaryDir dir;

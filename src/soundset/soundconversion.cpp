@@ -42,6 +42,9 @@ constexpr qint64 BlockFrames = 8192;
 constexpr unsigned long ShortSoundMs = 500;
 // 5.9 s at the decoder's rate, rounded down so that the cut sound passes the check.
 constexpr std::size_t TrimFrames = std::size_t(MaxWaveSeconds * DecoderSampleRate);
+// The longest result the check passes uncut: it measures whole milliseconds, rounded down.
+constexpr std::size_t MaxUncutFrames =
+    (std::size_t(MaxWaveSeconds * 1000 + 1) * DecoderSampleRate - 1) / 1000;
 constexpr std::size_t FadeFrames = DecoderSampleRate / 100; // 10 ms
 // The same sound converts to the same bytes every time.
 constexpr unsigned DitherSeed = 11025;
@@ -268,8 +271,8 @@ bool resample(soxr_t resampler, const double *in, std::size_t count, std::vector
     }
 }
 
-// The sound mixed down to mono at the decoder's rate, full scale at 1.0, at most TrimFrames
-// long: reading stops as soon as more would come out.
+// The sound mixed down to mono at the decoder's rate, full scale at 1.0, at most as long as the
+// decoder takes: reading stops as soon as more would come out.
 struct DecoderSamples
 {
     std::vector<double> samples;
@@ -288,17 +291,18 @@ Result<DecoderSamples> decoderSamples(const QString &input, SoundFile &sound,
     // What has to be read at most: the kept part and a little for the filter.
     const qint64 promised = promisedFrames(sound);
     const qint64 needed =
-        static_cast<qint64>(TrimFrames + 1) * sound.sampleRate() / DecoderSampleRate + BlockFrames;
+        static_cast<qint64>(MaxUncutFrames + 1) * sound.sampleRate() / DecoderSampleRate +
+        BlockFrames;
     const double progressFrames =
         static_cast<double>(promised < 0 ? needed : std::min(promised, needed));
     std::vector<double> frames(static_cast<std::size_t>(BlockFrames * channels));
     std::vector<double> mono(static_cast<std::size_t>(BlockFrames));
     DecoderSamples result;
     std::vector<double> &out = result.samples;
-    out.reserve(TrimFrames + 16384);
+    out.reserve(MaxUncutFrames + 16384);
     qint64 done = 0;
     bool ended = false;
-    while (out.size() <= TrimFrames) {
+    while (out.size() <= MaxUncutFrames) {
         const qint64 got = sound.read(frames.data(), BlockFrames);
         ended = got <= 0;
         if (ended)
@@ -326,11 +330,11 @@ Result<DecoderSamples> decoderSamples(const QString &input, SoundFile &sound,
                 .arg(shown(input), readablePartText({.framesRead = done,
                                                      .framesPromised = std::max(promised, done + 1),
                                                      .sampleRate = sound.sampleRate()})));
-    if (out.size() > TrimFrames && !options.trim)
+    if (out.size() > MaxUncutFrames && !options.trim)
         return refused(input, QStringLiteral("Der Sound ist länger als die 5,9 Sekunden, die der "
                                              "Decoder spielt. Er lässt sich nur gekürzt "
                                              "umwandeln (auf der Kommandozeile mit --trim)."));
-    if (out.size() > TrimFrames) {
+    if (out.size() > TrimFrames && options.trim) {
         out.resize(TrimFrames);
         // A cut in mid-sound clicks; the last 10 ms fall to silence.
         for (std::size_t i = 0; i < FadeFrames; ++i)
@@ -360,7 +364,8 @@ void adjustLevel(const QString &input, DecoderSamples &sound, const ConversionOp
         sound.notes.append(
             QStringLiteral("„%1“ wäre übersteuert (Spitze %2 dBFS); um %3 dB leiser umgewandelt, "
                            "damit nichts abgeschnitten wird.")
-                .arg(shown(input), levelText(decibels(peak)),
+                .arg(shown(input),
+                     (peak > 1 ? QStringLiteral("+") : QString()) + levelText(decibels(peak)),
                      lowered < 0.05 ? QStringLiteral("weniger als 0,1") : levelText(lowered)));
     }
     if (gain != 1)

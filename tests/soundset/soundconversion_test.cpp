@@ -151,10 +151,16 @@ TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
     const QString input = writeSound(dir.filePath("lang.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16,
                                      44100, 1, 0, 0.5, 0, 7);
     std::vector<double> seen;
-    // Too long for the decoder is never a result; the refusal tells how it can be one.
+    // Too long for the decoder is never a result; the refusal tells how it can be one. 5.9 s
+    // itself, which resamples to 65,048 samples, is no longer than the check allows.
     const Result<ConvertedSound> tooLong = convertForDecoder(input, untouched.path(), {});
     EXPECT_TRUE(tooLong.error().text.contains("länger als die 5,9 Sekunden") &&
                 tooLong.error().text.contains("--trim"));
+    RiffWaveAudioDevice device;
+    const QString longest = writeSound(dir.filePath("grenze.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16,
+                                       44100, 1, 0, 0.5, 0, 5.9);
+    EXPECT_TRUE(
+        WaveChecker(device).CheckWaveFile(convertForDecoder(longest, dir.path(), {}).value().path));
     const QString output =
         convertForDecoder(input, dir.path(), {.trim = true},
                           [&](double done) { return seen.push_back(done), true; })
@@ -163,7 +169,6 @@ TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
     EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()) && seen.back() == 1.0);
     const std::vector<double> cut = readSamples(output);
     ASSERT_EQ(cut.size(), 65047u); // 5.9 s
-    RiffWaveAudioDevice device;
     EXPECT_TRUE(WaveChecker(device).CheckWaveFile(output));
     EXPECT_NEAR(cut[cut.size() - 111], 0.5, 1e-3); // the fade takes the last 110 samples
     EXPECT_NEAR(cut[cut.size() - 56], 0.25, 1e-2);
@@ -307,7 +312,7 @@ TEST(SoundConversion, TheResultNeverClipsCanBeNormalizedAndTellsWhatItDid)
         double peak;
         const char *note;
     } cases[] = {
-        {loud, {}, 0.0, "„laut.wav“ wäre übersteuert (Spitze 1,"},
+        {loud, {}, 0.0, "„laut.wav“ wäre übersteuert (Spitze +1,"},
         {quiet, {.eightBit = true, .normalize = true}, -1.0, nullptr},
         {quiet, {.normalize = true}, -1.0, nullptr},
         {cut, {}, 0.0, "Nur 1.720 von 44.100 Frames (0,04 von 1,00 s) sind lesbar."},

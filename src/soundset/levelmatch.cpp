@@ -11,6 +11,7 @@
 #include <limits>
 #include <map>
 #include <QDir>
+#include <QFileInfo>
 #include <vector>
 
 namespace klangor {
@@ -142,12 +143,15 @@ Result<LevelMatchPlan> planLevelMatch(const QString &programFolder, const SlotFi
     for (int n = 0; n <= SlotFileNames::UpperBound; ++n) {
         if (!names.isAssigned(n))
             continue;
-        const Result<SoundLevels> levels =
-            measureSoundLevels(QDir(programFolder).filePath(workingFileName(n)));
+        const QString path = QDir(programFolder).filePath(workingFileName(n));
+        const Result<SoundLevels> levels = measureSoundLevels(path);
         if (!levels)
             return aboutSound(n, names.at(n), levels.error());
-        plan.sounds.append(
-            {n, events.at(static_cast<std::size_t>(n)), names.at(n), levels.value()});
+        plan.sounds.append({.soundNumber = n,
+                            .event = events.at(static_cast<std::size_t>(n)),
+                            .name = names.at(n),
+                            .levels = levels.value(),
+                            .measuredFile = QFileInfo(path).lastModified()});
         if (progress && !progress(double(plan.sounds.size()) / assigned))
             return UserMessage(QStringLiteral("Die Messung der Sounds wurde abgebrochen."));
     }
@@ -157,9 +161,13 @@ Result<LevelMatchPlan> planLevelMatch(const QString &programFolder, const SlotFi
 
 Result<QByteArray> levelMatchedWave(const QString &programFolder, const LevelMatchSound &sound)
 {
+    const QString path = QDir(programFolder).filePath(workingFileName(sound.soundNumber));
+    // Another sound put into the slot meanwhile would get a gain meant for the old one.
+    if (QFileInfo(path).lastModified() != sound.measuredFile)
+        return UserMessage(QStringLiteral("Die Datei „%1“ hat sich seit der Messung geändert.")
+                               .arg(QDir::toNativeSeparators(path)));
     bool eightBit = false;
-    Result<std::vector<double>> samples =
-        workingSamples(QDir(programFolder).filePath(workingFileName(sound.soundNumber)), eightBit);
+    Result<std::vector<double>> samples = workingSamples(path, eightBit);
     if (!samples)
         return samples.error();
     const double gain = std::pow(10.0, sound.gainDb / 20);

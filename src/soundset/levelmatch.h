@@ -6,6 +6,7 @@
 
 #include <optional>
 #include <QByteArray>
+#include <QDateTime>
 #include <QList>
 #include <QString>
 
@@ -18,8 +19,9 @@ struct LevelMatchSound
     int event = -1; // 0..19; -1 for the numbers 72..87, which belong to no slot
     QString name;   // the slot's name
     SoundLevels levels;
-    double gainDb = 0;    // how much louder (or, below 0, quieter) it becomes
-    bool limited = false; // its event stops short of the target: its peak would pass -1 dBFS
+    double gainDb = 0;      // how much louder (or, below 0, quieter) it becomes
+    QDateTime measuredFile; // the working file's last change when it was measured
+    bool limited = false;   // its event stops short of the target: its peak would pass -1 dBFS
 
     double newLoudnessLufs() const { return levels.loudnessLufs + gainDb; }
     double newPeakDbfs() const { return levels.peakDbfs + gainDb; }
@@ -46,7 +48,8 @@ Result<LevelMatchPlan> planLevelMatch(const QString &programFolder, const SlotFi
                                       std::optional<double> targetLufs = {},
                                       const ConversionProgress &progress = {});
 
-// The working file of sound with its planned gain, as it would be written (for a preview).
+// The working file of sound with its planned gain, as it would be written (for a preview);
+// refused when the file has changed since it was measured.
 Result<QByteArray> levelMatchedWave(const QString &programFolder, const LevelMatchSound &sound);
 
 // Rewrites the working files whose gain is not 0 with it, all together or none.

@@ -370,14 +370,17 @@ TEST(LevelMatch, EventsReachTheTargetKeepingTheirSoundsApartAndAllChangeOrNone)
 
     LevelMatchPlan plan = planLevelMatch(program.path(), names, -20).value();
     ASSERT_EQ(plan.sounds.size(), 6);
-    const QByteArray untouched = readFile(program.filePath("4.wav"));
-    test::writeFile(program.filePath("1.wav"), "kein Ton mehr");
-    EXPECT_TRUE(applyLevelMatch(program.path(), plan).error().text.contains("1.wav"));
-    EXPECT_EQ(readFile(program.filePath("4.wav")), untouched);
+    // The last sound breaks after the others were prepared: none of them changes.
+    const QByteArray before0 = readFile(program.filePath("0.wav")),
+                     before4 = readFile(program.filePath("4.wav"));
+    test::writeFile(program.filePath("80.wav"), "kein Ton mehr");
+    EXPECT_TRUE(applyLevelMatch(program.path(), plan).error().text.contains("Soundnummer 80"));
+    EXPECT_EQ(readFile(program.filePath("0.wav")), before0);
+    EXPECT_EQ(readFile(program.filePath("4.wav")), before4);
     EXPECT_FALSE(planLevelMatch(program.path(), names));
 
-    writeSound(program.filePath("1.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, DecoderSampleRate, 1,
-               1000, std::pow(10, -36 / 20.0));
+    writeSound(program.filePath("80.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, DecoderSampleRate, 1,
+               1000, std::pow(10, -20 / 20.0));
     plan = planLevelMatch(program.path(), names).value();
     EXPECT_NEAR(plan.targetLufs, medianOfFour, 1e-6);
     plan.setTarget(-20);

@@ -107,6 +107,9 @@ void LevelMatchPlan::setTarget(double lufs)
         if (!std::isfinite(group.loudnessLufs) || !std::isfinite(lufs))
             continue;
         sound.gainDb = lufs - group.loudnessLufs;
+        // Not worth new rounding (and, in 8 bits, new dither) of the sound.
+        if (std::abs(sound.gainDb) < 0.05)
+            sound.gainDb = 0;
         // Raised only as far as the peak allows; a sound already louder is never lowered
         // for that.
         const double headroom = NormalizedPeakDbfs - group.peakDbfs;

@@ -155,7 +155,8 @@ void mixDown(const double *frames, qint64 count, int channels, double *mono)
 
 // The K-weighted loudness of a sound's first 0.5 s, for a sound too short for the gated 0.4 s
 // blocks of the integrated measure: a biquad shelf and a high-pass per channel, channels
-// weighted as libebur128 maps them by default (the fourth as LFE, left out; surrounds 1.41).
+// weighted as libebur128 maps them by default (the fourth as LFE, left out; surrounds 1.41;
+// none beyond the sixth).
 class ShortSoundMeter
 {
 public:
@@ -194,7 +195,7 @@ public:
     {
         double sum = 0;
         for (std::size_t c = 0; c < m_channels; ++c)
-            sum += (c == 3 ? 0.0 : c == 4 || c == 5 ? 1.41 : c > 5 ? 0.0 : 1.0) * m_energy[c];
+            sum += (c == 3 ? 0.0 : c >= 4 ? 1.41 : 1.0) * m_energy[c];
         return sum > 0 && m_seen > 0 ? -0.691 + 10 * std::log10(sum / static_cast<double>(m_seen))
                                      : -std::numeric_limits<double>::infinity();
     }
@@ -513,15 +514,18 @@ Result<SoundLevels> measureSoundLevels(const QString &input, const ConversionPro
         return opened.error();
     SoundFile &sound = *opened.value();
     const int channels = sound.channels();
+    // The loudness counts the first six channels (left, right, centre, LFE, two surrounds); the
+    // meter keeps 0.4 s of every channel it is given, so it gets no more.
+    const int metered = std::min(channels, 6);
     std::unique_ptr<ebur128_state, void (*)(ebur128_state *)> meter(
-        ebur128_init(static_cast<unsigned>(channels),
-                     static_cast<unsigned long>(sound.sampleRate()), EBUR128_MODE_I),
+        ebur128_init(static_cast<unsigned>(metered), static_cast<unsigned long>(sound.sampleRate()),
+                     EBUR128_MODE_I),
         [](ebur128_state *state) { ebur128_destroy(&state); });
     if (!meter)
         return refused(input, QStringLiteral("Die Lautheitsmessung ließ sich nicht einrichten."),
                        Task::Measure);
     // A sound under 0.5 s is measured over all of it.
-    ShortSoundMeter shortMeter(sound.sampleRate(), channels);
+    ShortSoundMeter shortMeter(sound.sampleRate(), metered);
 
     SoundLevels levels{.framesPromised = promisedFrames(sound), .sampleRate = sound.sampleRate()};
     std::vector<double> frames(static_cast<std::size_t>(BlockFrames * channels));
@@ -536,6 +540,8 @@ Result<SoundLevels> measureSoundLevels(const QString &input, const ConversionPro
                 frames[i] = 0;
             peak = std::max(peak, std::abs(frames[i]));
         }
+        for (qint64 f = 0; metered < channels && f < got; ++f)
+            std::copy_n(frames.begin() + f * channels, metered, frames.begin() + f * metered);
         shortMeter.add(frames.data(), got);
         if (ebur128_add_frames_double(meter.get(), frames.data(), static_cast<std::size_t>(got)) !=
             EBUR128_SUCCESS)

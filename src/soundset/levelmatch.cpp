@@ -20,7 +20,7 @@ namespace {
 
 // A working file has passed the decoder check (at most 5.9 s); this bounds what is read of
 // one that was replaced behind the program's back.
-constexpr qint64 MaxWorkingFrames = qint64(1) << 20;
+constexpr std::size_t MaxWorkingFrames = std::size_t(1) << 20;
 
 // The event of each sound number; -1 for those of no slot.
 std::array<int, SlotFileNames::Count> eventsOfSounds()
@@ -79,13 +79,20 @@ Result<std::vector<double>> workingSamples(const QString &path, bool &eightBit)
          sound.samples() != SoundFile::Samples::Signed16))
         return refused(QStringLiteral("Er ist kein Mono-Sound mit 8 oder 16 Bit."));
     eightBit = sound.samples() == SoundFile::Samples::Unsigned8;
-    std::vector<double> samples(static_cast<std::size_t>(MaxWorkingFrames) + 1);
-    const qint64 got = sound.read(samples.data(), MaxWorkingFrames + 1);
-    if (got > MaxWorkingFrames)
-        return refused(QStringLiteral("Er ist zu lang."));
-    if (sound.damaged() || got <= 0)
+    std::vector<double> samples;
+    constexpr std::size_t block = 16384;
+    for (;;) {
+        if (samples.size() > MaxWorkingFrames)
+            return refused(QStringLiteral("Er ist zu lang."));
+        const std::size_t done = samples.size();
+        samples.resize(done + block);
+        const qint64 got = sound.read(samples.data() + done, qint64(block));
+        samples.resize(done + static_cast<std::size_t>(std::max<qint64>(got, 0)));
+        if (got <= 0)
+            break;
+    }
+    if (sound.damaged() || samples.empty())
         return refused(QStringLiteral("Seine Tondaten sind beschädigt."));
-    samples.resize(static_cast<std::size_t>(got));
     return samples;
 }
 

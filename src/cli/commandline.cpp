@@ -34,7 +34,11 @@ const QList<CommandLineCommand> &commandLineCommands()
              "--overwrite ersetzt, eine EINGABE nie; sonst wird nichts umgewandelt. Gibt je "
              "EINGABE eine Zeile aus: den "
              "Dateinamen, einen Tabulator und den Pfad der neuen Datei oder die Meldung, warum "
-             "es keine gibt.\n"
+             "es keine gibt. Ein Sound, der länger als 5,9 Sekunden würde, wird ohne --trim "
+             "nicht umgewandelt. Was die Umwandlung von sich aus tut, steht auf der "
+             "Standardfehlerausgabe: ein Sound, der übersteuert wäre, wird gerade so weit leiser, "
+             "dass nichts abgeschnitten wird; von einer abgeschnittenen oder beschädigten Datei "
+             "wird der lesbare Teil umgewandelt.\n"
              "Rückgabewert 0, wenn alle Dateien umgewandelt sind, sonst 1."),
          .options = {{QStringLiteral("--8bit"),
                       {},
@@ -45,10 +49,27 @@ const QList<CommandLineCommand> &commandLineCommands()
                      {QStringLiteral("--overwrite"),
                       {},
                       QStringLiteral("ersetzt vorhandene Dateien gleichen Namens")},
+                     {QStringLiteral("--normalize"),
+                      {},
+                      QStringLiteral("bringt die Spitze auf -1 dBFS (hebt leise Sounds an)")},
                      {QStringLiteral("-o"), QStringLiteral("ORDNER"),
                       QStringLiteral("wohin die neuen Dateien kommen (Pflicht)"), true}},
          .minArguments = 1,
          .run = &runConvert},
+        {.name = QStringLiteral("loudness"),
+         .arguments = QStringLiteral("DATEI..."),
+         .summary = QStringLiteral("misst Lautheit und Spitzenpegel von Tondateien"),
+         .description = QStringLiteral(
+             "Misst jede DATEI (was libsndfile liest) ganz: die integrierte Lautheit nach EBU "
+             "R 128 in LUFS (bei Sounds unter 0,5 Sekunden über den ganzen Sound) und den "
+             "höchsten Abtastwert in dBFS. Gibt je Datei eine Zeile aus: den Dateinamen, einen "
+             "Tabulator, die Lautheit, einen Tabulator und die Spitze, mit Punkt und einer "
+             "Nachkommastelle; „-inf“ steht für Stille. Eine Datei, die nicht lesbar ist, bekommt "
+             "statt der Werte ihre Meldung; bei einer abgeschnittenen sagt die "
+             "Standardfehlerausgabe, wie viel davon lesbar war.\n"
+             "Rückgabewert 0, wenn alle Dateien gemessen sind, sonst 1."),
+         .minArguments = 1,
+         .run = &runLoudness},
         {.name = QStringLiteral("project show"),
          .arguments = QStringLiteral("DATEI.spj"),
          .summary = QStringLiteral("zeigt Slots, Sounds und CV-Liste eines Sound Projekts"),
@@ -94,6 +115,25 @@ const QList<CommandLineCommand> &commandLineCommands()
          .minArguments = 2,
          .maxArguments = 2,
          .run = &runProjectPack},
+        {.name = QStringLiteral("project normalize"),
+         .arguments = QStringLiteral("DATEI.spj AUSGABE.spj"),
+         .summary = QStringLiteral("gleicht die Lautstärke der Sounds eines Sound Projekts an"),
+         .description = QStringLiteral(
+             "Misst jeden belegten Sound des Projekts und bringt jedes Sound-Ereignis auf eine "
+             "Ziel-Lautheit: alle Sounds eines Ereignisses um denselben Betrag, so dass sie "
+             "zueinander bleiben, wie sie sind. Ein Ereignis wird höchstens so weit angehoben, "
+             "bis seine Spitze -1 dBFS erreicht. Ohne --target ist das Ziel der Median der "
+             "Ereignisse. Schreibt das Ergebnis als AUSGABE.spj mit denselben Einträgen; "
+             "DATEI.spj bleibt, wie sie ist. Ganz oder gar nicht: lässt sich ein Sound nicht "
+             "messen oder anpassen, wird nichts geschrieben.\n"
+             "Ausgabe, die Felder durch Tabulatoren getrennt:\n"
+             "  ziel LUFS\n"
+             "  sound SOUNDNUMMER NAME LUFS DBFS ÄNDERUNG_DB NEU_LUFS NEU_DBFS [begrenzt]"),
+         .options = {{QStringLiteral("--target"), QStringLiteral("LUFS"),
+                      QStringLiteral("die Ziel-Lautheit, von -70 bis 0")}},
+         .minArguments = 2,
+         .maxArguments = 2,
+         .run = &runProjectNormalize},
     };
     return table;
 }

@@ -10,5 +10,10 @@ int runConvert(const CommandArguments &arguments, Console &console);
 int runProjectShow(const CommandArguments &arguments, Console &console);
 int runProjectUnpack(const CommandArguments &arguments, Console &console);
 int runProjectPack(const CommandArguments &arguments, Console &console);
+int runLoudness(const CommandArguments &arguments, Console &console);
+int runProjectNormalize(const CommandArguments &arguments, Console &console);
+
+// A level in dB as the command line writes it: "-23.0", "-inf" for none.
+QString levelField(double db);
 
 } // namespace klangor

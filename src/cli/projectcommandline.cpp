@@ -5,6 +5,7 @@
 #include "platform/waveaudiodevice.h"
 #include "programming/cvlistfile.h"
 #include "project/soundprojectfile.h"
+#include "soundset/levelmatch.h"
 #include "soundset/soundtable.h"
 
 #include <algorithm>
@@ -13,6 +14,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QTemporaryDir>
 
 namespace klangor {
 
@@ -251,6 +253,94 @@ int runProjectPack(const CommandArguments &arguments, Console &console)
     if (const Status written = writeProjectFile(arguments.positional.at(1), records.value());
         !written)
         return fail(console, written.error());
+    return ExitSuccess;
+}
+
+namespace {
+
+// The target a call names, or the median of the set's events.
+std::optional<std::optional<double>> targetOf(const CommandArguments &arguments)
+{
+    const QString option = QStringLiteral("--target");
+    if (!arguments.has(option))
+        return std::optional<double>();
+    bool number = false;
+    const double lufs =
+        arguments.value(option).replace(QLatin1Char(','), QLatin1Char('.')).toDouble(&number);
+    if (!number || !(lufs >= -70 && lufs <= 0))
+        return std::nullopt;
+    return std::optional<double>(lufs);
+}
+
+} // namespace
+
+int runProjectNormalize(const CommandArguments &arguments, Console &console)
+{
+    const std::optional<std::optional<double>> target = targetOf(arguments);
+    if (!target) {
+        console.err << "klangor: Der Zielwert „" << outputField(arguments.value("--target"))
+                    << "“ ist keine Lautheit von -70 bis 0 LUFS.\n";
+        return ExitUsage;
+    }
+    const Result<OpenedProject> opened = openProject(arguments.positional.at(0));
+    if (!opened)
+        return fail(console, opened.error());
+    const LoadedProject &project = opened.value().project;
+    const SlotFileNames &names = opened.value().names;
+
+    // The sounds are matched where the window matches them: as working files of a folder.
+    QTemporaryDir work;
+    QList<std::pair<QString, QByteArray>> sounds;
+    for (int n = 0; n <= SlotFileNames::UpperBound; ++n) {
+        if (!names.isAssigned(n))
+            continue;
+        const QByteArray *data = project.file(workingFileName(n));
+        if (!data)
+            return fail(console, {QStringLiteral("Das Sound Projekt enthält den Sound der "
+                                                 "Soundnummer %1 nicht. Es wurde nichts "
+                                                 "geschrieben.")
+                                      .arg(n)});
+        sounds.append({workingFileName(n), *data});
+    }
+    FileBatch unpacked(work.path());
+    Status done =
+        work.isValid()
+            ? unpacked.stage(sounds)
+            : Status(UserMessage(QStringLiteral("Es lässt sich kein temporärer Ordner anlegen.")));
+    if (done)
+        done = unpacked.commit();
+    const Result<LevelMatchPlan> plan =
+        done ? planLevelMatch(work.path(), names, *target) : Result<LevelMatchPlan>(done.error());
+    done = plan ? applyLevelMatch(work.path(), plan.value()) : Status(plan.error());
+    ProjectRecords records = project.records;
+    for (ProjectRecord &record : records) {
+        const QString name = restoredFileName(record.name);
+        const bool matchedSound =
+            std::any_of(sounds.begin(), sounds.end(),
+                        [&](const std::pair<QString, QByteArray> &s) { return s.first == name; });
+        if (!done || !matchedSound)
+            continue;
+        const Result<QByteArray> matched =
+            readRegularFile(QDir(work.path()).filePath(name), MaxProjectBytes);
+        if (!matched)
+            done = matched.error();
+        else
+            record.data = matched.value();
+    }
+    if (done)
+        done = writeProjectFile(arguments.positional.at(1), records);
+    if (!done)
+        return fail(console,
+                    {QStringLiteral("%1 Es wurde nichts geschrieben.").arg(done.error().text)});
+
+    console.out << "ziel\t" << levelField(plan.value().targetLufs) << '\n';
+    for (const LevelMatchSound &sound : plan.value().sounds)
+        console.out << "sound\t" << sound.soundNumber << '\t' << outputField(sound.name) << '\t'
+                    << levelField(sound.levels.loudnessLufs) << '\t'
+                    << levelField(sound.levels.peakDbfs) << '\t' << levelField(sound.gainDb) << '\t'
+                    << levelField(sound.newLoudnessLufs()) << '\t'
+                    << levelField(sound.newPeakDbfs()) << (sound.limited ? "\tbegrenzt" : "")
+                    << '\n';
     return ExitSuccess;
 }
 

@@ -142,6 +142,7 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
                     .arg(ProjectRecordCount)
                     .arg(damage)};
         const ProjectRecord record{fromWindows1252(*name), *data};
+        project.records[static_cast<std::size_t>(i)] = record;
         const QString fileName = restoredFileName(record.name);
         if (fileName.isEmpty()) {
             if (!project.leftOut.contains(record.name))

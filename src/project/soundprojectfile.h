@@ -45,6 +45,8 @@ struct LoadedProject
     QList<std::pair<QString, QByteArray>> files;
     // Names of records that are no file of the program's own and so are not restored.
     QStringList leftOut;
+    // Every record as read, for a project written back with its names.
+    ProjectRecords records;
 
     const QByteArray *file(const QString &name) const;
 };

@@ -466,7 +466,7 @@ void Form1::Umwandeln_Click()
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(500); // short sounds are done before it would show
     setMousePointer(MousePointer::Busy);
-    const Result<QString> converted =
+    const Result<ConvertedSound> converted =
         convertForDecoder(source, conversionFolder(source, m_services.programFolder),
                           dialog.options(), [&progress](double done) {
                               progress.setValue(static_cast<int>(done * 1000));
@@ -474,9 +474,12 @@ void Form1::Umwandeln_Click()
                           });
     setMousePointer(MousePointer::Idle);
     progress.hide();
-    if (converted)
-        showConvertedFile(converted.value());
-    else if (!progress.wasCanceled())
+    if (converted) {
+        showConvertedFile(converted.value().path);
+        if (!converted.value().notes.isEmpty())
+            m_services.messages->show({converted.value().notes.join(QLatin1Char('\n')),
+                                       u"Für den Decoder umwandeln"_s, MessageIcon::None});
+    } else if (!progress.wasCanceled())
         m_services.messages->show(converted.error());
 }
 

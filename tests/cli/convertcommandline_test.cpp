@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 #include <QDir>
+#include <QFileInfo>
 #include <QTemporaryDir>
 
 namespace klangor {
@@ -52,6 +53,24 @@ TEST(ConvertCommandLine, ConvertsEachInputIntoTheFolderAndSaysHowItWent)
     EXPECT_EQ(run.out, good + "\tDer Ordner „" + good +
                            "“ kann nicht angelegt werden: Unter diesem Namen gibt es schon eine "
                            "Datei.\n");
+
+    // Too long without --trim is refused and leaves nothing; what a conversion did on its own
+    // (here: a cut-off input) goes to stderr.
+    const QString longer = dir.filePath("lang.wav"), cut = dir.filePath("kurz.wav");
+    test::writeFile(longer, test::makeWav({.sampleRate = 8000, .dataBytes = 6 * 8000}));
+    test::writeFile(cut, test::makeWav({.sampleRate = 8000, .dataBytes = 8000}).left(44 + 2000));
+    run = runCommand({"convert", longer, "-o", dir.filePath("neu")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.out.endsWith("Er lässt sich nur gekürzt umwandeln (auf der Kommandozeile mit "
+                                 "--trim).\n"));
+    EXPECT_FALSE(QFileInfo::exists(dir.filePath("neu")));
+    run = runCommand({"convert", cut, "-o", out});
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_EQ(run.err,
+              "klangor: „" + cut +
+                  "“ ist abgeschnitten oder beschädigt. Nur 2.000 von "
+                  "8.000 Frames (0,25 von 1,00 s) sind lesbar. Umgewandelt wurde der lesbare "
+                  "Teil.\n");
 
     run = runCommand({"convert", good});
     EXPECT_EQ(run.exitCode, 2);

@@ -1,9 +1,13 @@
 #include "clitesthelpers.h"
+#include "common/wavewriter.h"
+#include "platform/programfiles.h"
 #include "project/arrayfile.h"
 #include "project/projecttesthelpers.h"
 #include "support/killedwork.h"
+#include "support/printers.h"
 #include "support/wavwriter.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <QTemporaryDir>
 #include <sys/stat.h>
@@ -260,6 +264,54 @@ TEST(StickCommandLine, ConvertAndUnpackReplaceFilesAndSurviveKills)
             runCommand({"project", "unpack", "--overwrite", in.filePath("lok.spj"), out});
         },
         out, old, state, nextRun);
+}
+
+// A 2 s 1 kHz tone at the decoder's rate, 16 bit.
+QByteArray tone(double dbfs)
+{
+    const WaveFormat format;
+    std::vector<double> samples(2 * 11025);
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        samples[i] = std::pow(10, dbfs / 20) * std::sin(2 * M_PI * 1000 * double(i) / 11025);
+    return waveFileBytes(format, waveSampleBytes(format, samples));
+}
+
+// The set matching headless: the sounds of an event move together, the records keep their
+// names, a sound that cannot be matched leaves no output at all.
+TEST_F(ProjectCommandLineTest, NormalizeMatchesTheEventsAndWritesAllOrNothing)
+{
+    auto records = test::plainRecords(soundArr({{0, "a.wav"}, {1, "b.wav"}, {4, "c.wav"}}));
+    for (const auto &[number, dbfs] : {std::pair(0, -30.0), {1, -24.0}, {4, -12.0}})
+        records[number] = {"C:\\K\\" + QByteArray::number(number) + ".wav", tone(dbfs)};
+    writeFile(path("in.spj"), test::projectBytes(records));
+
+    test::CommandRun run =
+        runCommand({"project", "normalize", "--target=-20", path("in.spj"), path("out.spj")});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(run.out.startsWith("ziel\t-20.0\nsound\t0\ta.wav\t-33.0\t-30.0\t"));
+    EXPECT_TRUE(run.out.contains("\nsound\t4\tc.wav\t-15.0\t-12.0\t-5.0\t-20.0\t-17.0\n"));
+    const LoadedProject out = readProjectFile(path("out.spj")).value();
+    for (qsizetype i = 0; i < records.size(); ++i)
+        EXPECT_EQ(out.records[std::size_t(i)].name.toLatin1(), records[i].first);
+    EXPECT_EQ(*out.file("cvlist.dat"), "CV");
+    for (const int number : {0, 1, 4})
+        writeFile(path(QString("%1.wav").arg(number)), *out.file(workingFileName(number)));
+    run = runCommand({"loudness", path("0.wav"), path("1.wav"), path("4.wav")});
+    // -33 and -27 LUFS have a power mean of -29.0: both rise by 9 dB.
+    EXPECT_EQ(run.out, path("0.wav") + "\t-24.0\t-21.0\n" + path("1.wav") + "\t-18.0\t-15.0\n" +
+                           path("4.wav") + "\t-20.0\t-17.0\n");
+
+    records[1].second = "kein Ton";
+    writeFile(path("in.spj"), test::projectBytes(records));
+    run = runCommand({"project", "normalize", path("in.spj"), path("kaputt.spj")});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains("Soundnummer 1 („b.wav“)") &&
+                run.err.contains("Es wurde nichts geschrieben."))
+        << run.err.toStdString();
+    EXPECT_FALSE(QFile::exists(path("kaputt.spj")));
+    EXPECT_EQ(runCommand({"project", "normalize", "--target", "5", path("in.spj"), path("x.spj")})
+                  .exitCode,
+              2);
 }
 
 } // namespace

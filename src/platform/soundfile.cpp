@@ -1,5 +1,6 @@
 #include "platform/soundfile.h"
 
+#include <map>
 #include <sndfile.h>
 
 namespace klangor {
@@ -136,6 +137,39 @@ bool SoundFile::damaged() const
 RegularFile &SoundFile::file()
 {
     return m_open->file;
+}
+
+QStringList readableSoundExtensions()
+{
+    // Header-less data says nothing about itself, and ".mat" is far more often a Matlab data
+    // file than a sound.
+    static const QStringList left = {QStringLiteral("raw"), QStringLiteral("mat")};
+    static const std::map<QString, QStringList> otherSpellings = {
+        {QStringLiteral("aiff"), {QStringLiteral("aif"), QStringLiteral("aifc")}},
+        {QStringLiteral("au"), {QStringLiteral("snd")}},
+        {QStringLiteral("iff"), {QStringLiteral("svx")}},
+        {QStringLiteral("m1a"), {QStringLiteral("mp3"), QStringLiteral("mp2")}},
+        {QStringLiteral("oga"), {QStringLiteral("ogg"), QStringLiteral("opus")}},
+    };
+    int count = 0;
+    sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
+    QStringList extensions;
+    for (int i = 0; i < count; ++i) {
+        SF_FORMAT_INFO format{};
+        format.format = i;
+        if (sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &format, sizeof format) != 0 ||
+            !format.extension)
+            continue;
+        const QString extension = QString::fromLatin1(format.extension).toLower();
+        if (left.contains(extension))
+            continue;
+        extensions << extension;
+        if (const auto more = otherSpellings.find(extension); more != otherSpellings.end())
+            extensions << more->second;
+    }
+    extensions.sort();
+    extensions.removeDuplicates();
+    return extensions;
 }
 
 } // namespace klangor

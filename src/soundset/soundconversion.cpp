@@ -267,13 +267,20 @@ Result<QString> convertForDecoder(const QString &input, const QString &outputFol
                                   const ConversionOptions &options,
                                   const ConversionProgress &progress)
 {
+    return convertForDecoderTo(input, QDir(outputFolder).filePath(convertedFileName(input)),
+                               options, progress);
+}
+
+Result<QString> convertForDecoderTo(const QString &input, const QString &output,
+                                    const ConversionOptions &options,
+                                    const ConversionProgress &progress)
+{
     ResamplerCache resamplers;
     const Result<QByteArray> image = decoderImage(input, options, resamplers, progress);
     if (!image)
         return image.error();
-    if (const Status made = makeFolder(outputFolder); !made)
+    if (const Status made = makeFolder(QFileInfo(output).absolutePath()); !made)
         return made.error();
-    const QString output = QDir(outputFolder).filePath(convertedFileName(input));
     if (const Status written = writeFileSafely(output, image.value()); !written)
         return written.error();
     return output;

@@ -39,6 +39,10 @@ QString conversionFolder(const QString &input, const QString &programFolder);
 Result<QString> convertForDecoder(const QString &input, const QString &outputFolder,
                                   const ConversionOptions &options,
                                   const ConversionProgress &progress = {});
+// The same into the file output.
+Result<QString> convertForDecoderTo(const QString &input, const QString &output,
+                                    const ConversionOptions &options,
+                                    const ConversionProgress &progress = {});
 
 // Converts each input as above into outputFolder; the results are written together at the end
 // (all or none). One result per input, in order: its output's path or why it has none.

@@ -4,8 +4,11 @@
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
+#include <QDir>
+#include <QFileInfo>
 #include <QLabel>
 #include <QLocale>
+#include <QMessageBox>
 #include <QPushButton>
 #include <QRadioButton>
 #include <QVBoxLayout>
@@ -52,6 +55,31 @@ ConversionDialog::ConversionDialog(const QString &fileName, double seconds, QWid
 ConversionOptions ConversionDialog::options() const
 {
     return {m_eightBit->isChecked(), m_trim && m_trim->isChecked()};
+}
+
+ExistingFileChoice askAboutExistingFile(QWidget *parent, const QString &path,
+                                        const QString &newName)
+{
+    const QFileInfo file(path);
+    QMessageBox box(
+        QMessageBox::Question, QStringLiteral("Für den Decoder umwandeln"),
+        QStringLiteral("„%1“ gibt es in „%2“ schon.\n\nSoll die Datei ersetzt werden, "
+                       "soll der neue Sound „%3“ heißen, oder wird abgebrochen?")
+            .arg(file.fileName(), QDir::toNativeSeparators(file.absolutePath()), newName),
+        QMessageBox::NoButton, parent);
+    box.setObjectName(QStringLiteral("ErsetzenFrage"));
+    box.setTextFormat(Qt::PlainText);
+    QPushButton *replace = box.addButton(QStringLiteral("Ersetzen"), QMessageBox::DestructiveRole);
+    QPushButton *rename = box.addButton(QStringLiteral("Neuer Name"), QMessageBox::AcceptRole);
+    QPushButton *cancel = box.addButton(QStringLiteral("Abbrechen"), QMessageBox::RejectRole);
+    box.setDefaultButton(rename); // Enter keeps the old file
+    box.setEscapeButton(cancel);
+    box.exec();
+    if (box.clickedButton() == replace)
+        return ExistingFileChoice::Replace;
+    if (box.clickedButton() == rename)
+        return ExistingFileChoice::NewName;
+    return ExistingFileChoice::Cancel;
 }
 
 } // namespace klangor

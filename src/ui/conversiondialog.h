@@ -25,4 +25,16 @@ private:
     QCheckBox *m_trim = nullptr;
 };
 
+enum class ExistingFileChoice
+{
+    Replace,
+    NewName,
+    Cancel
+};
+
+// Asks what becomes of the file at path, which is there already: "Ersetzen", "Neuer Name"
+// (newName, beside it) or "Abbrechen".
+ExistingFileChoice askAboutExistingFile(QWidget *parent, const QString &path,
+                                        const QString &newName);
+
 } // namespace klangor

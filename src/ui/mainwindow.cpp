@@ -14,6 +14,7 @@
 #include "soundset/wavecheck.h"
 #include "soundset/wavefolder.h"
 #include "ui/aboutdialog.h"
+#include "ui/backgroundwork.h"
 #include "ui/conversiondialog.h"
 #include "ui/soundwait.h"
 #include "ui/widgets.h"
@@ -26,6 +27,7 @@
 #include <QDir>
 #include <QEvent>
 #include <QFile>
+#include <QFileSystemWatcher>
 #include <QFontMetrics>
 #include <QGroupBox>
 #include <QLabel>
@@ -140,6 +142,11 @@ void Form1::createControls()
     m_dir1 = place(new FolderListBox(frame2), "Dir1", {8, 40, 161, 186});
     m_list1 = place(new WaveFileListBox(frame2), "List1", {8, 232, 161, 316});
     m_list1->setContextMenuPolicy(Qt::CustomContextMenu);
+    // A sound another program saves into the browsed folder shows up without leaving it.
+    m_folderWatcher = new QFileSystemWatcher(this);
+    m_relistTimer = new QTimer(this);
+    m_relistTimer->setSingleShot(true);
+    m_relistTimer->setInterval(200);
 
     QGroupBox *frame4 = frame("Frame4", "Slots", client, {192, 8, 273, 337});
     for (int k = 1; k <= SlotRows; ++k) {
@@ -297,6 +304,9 @@ void Form1::connectControls()
     connect(m_dir1, &FolderListBox::pathChanged, this, &Form1::Dir1_Change);
     connect(m_list1, &QListWidget::itemDoubleClicked, this, &Form1::List1_DblClick);
     connect(m_list1, &QWidget::customContextMenuRequested, this, &Form1::List1_ContextMenu);
+    connect(m_folderWatcher, &QFileSystemWatcher::directoryChanged, m_relistTimer,
+            qOverload<>(&QTimer::start));
+    connect(m_relistTimer, &QTimer::timeout, this, &Form1::relistBrowseFolder);
     connect(m_umwandeln, &QAction::triggered, this, &Form1::Umwandeln_Click);
     connect(m_list3, &QListWidget::currentRowChanged, this, &Form1::List3_Click);
     for (int k = 1; k <= SlotRows; ++k) {
@@ -382,9 +392,16 @@ void Form1::Drive1_Change()
 void Form1::Dir1_Change()
 {
     m_list1->clear();
+    if (!m_browseFolder.isEmpty())
+        m_folderWatcher->removePath(m_browseFolder);
     m_browseFolder = m_dir1->path();
-    if (const auto names = listWaveFiles(m_browseFolder))
-        m_list1->addItems(*names);
+    m_folderWatcher->addPath(m_browseFolder);
+    relistBrowseFolder();
+}
+
+void Form1::relistBrowseFolder()
+{
+    m_list1->setEntries(listSoundFiles(m_browseFolder).value_or(QList<SoundFileEntry>()));
 }
 
 void Form1::List3_Click()
@@ -432,7 +449,19 @@ void Form1::Slot_DblClick(int k)
     const QString entry = m_list1->selectedEntry();
     if (entry.isEmpty())
         return;
-    assignToSlot(k, entry, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
+    if (!needsConversion(entry)) {
+        assignToSlot(k, entry, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
+        return;
+    }
+    // Another sound file becomes a decoder WAV first; the slot takes that as a dropped file.
+    const std::optional<QString> converted =
+        convertInWindow(pathInFolder(m_browseFolder, entry), entry);
+    if (!converted)
+        return;
+    relistBrowseFolder();
+    const QFileInfo output(*converted);
+    const bool beside = output.absolutePath() == m_browseFolder;
+    assignToSlot(k, beside ? output.fileName() : *converted, *converted, AssignWay::DoubleClick);
 }
 
 // Conversion for the decoder: the user's explicit step; the check and assignment stay as they are.
@@ -450,34 +479,57 @@ void Form1::Umwandeln_Click()
     const QString entry = m_list1->selectedEntry();
     if (entry.isEmpty())
         return;
-    const QString source = pathInFolder(m_browseFolder, entry);
-    const Result<double> seconds = soundFileSeconds(source);
-    if (!seconds) {
-        m_services.messages->show(seconds.error());
-        return;
-    }
-    ConversionDialog dialog(entry, seconds.value(), this);
-    if (dialog.exec() != QDialog::Accepted)
-        return;
+    if (const std::optional<QString> converted =
+            convertInWindow(pathInFolder(m_browseFolder, entry), entry))
+        showConvertedFile(*converted);
+}
 
-    QProgressDialog progress(u"„%1“ wird umgewandelt..."_s.arg(entry), u"Abbrechen"_s, 0, 1000,
-                             this);
-    progress.setWindowTitle(u"Für den Decoder umwandeln"_s);
-    progress.setWindowModality(Qt::WindowModal);
-    progress.setMinimumDuration(500); // short sounds are done before it would show
+std::optional<QString> Form1::convertInWindow(const QString &source, const QString &entry)
+{
+    const QString title = u"Für den Decoder umwandeln"_s;
+    const std::optional<Result<double>> seconds = runWithProgress<Result<double>>(
+        this, title, u"„%1“ wird gelesen..."_s.arg(entry),
+        [source](const ConversionProgress &) { return soundFileSeconds(source); });
+    if (!seconds)
+        return std::nullopt;
+    if (!*seconds) {
+        m_services.messages->show(seconds->error());
+        return std::nullopt;
+    }
+    ConversionDialog dialog(entry, seconds->value(), this);
+    if (dialog.exec() != QDialog::Accepted)
+        return std::nullopt;
+    const ConversionOptions options = dialog.options();
+
+    // Nothing of the user's is replaced unasked.
+    const QString folder = conversionFolder(source, m_services.programFolder);
+    QString output = QDir(folder).filePath(convertedFileName(source));
+    if (const QFileInfo existing(output); existing.exists() || existing.isSymLink()) {
+        const QString newName = freeFileName(folder, existing.fileName());
+        switch (askAboutExistingFile(this, output, newName)) {
+        case ExistingFileChoice::Replace:
+            break;
+        case ExistingFileChoice::NewName:
+            output = QDir(folder).filePath(newName);
+            break;
+        case ExistingFileChoice::Cancel:
+            return std::nullopt;
+        }
+    }
     setMousePointer(MousePointer::Busy);
-    const Result<QString> converted =
-        convertForDecoder(source, conversionFolder(source, m_services.programFolder),
-                          dialog.options(), [&progress](double done) {
-                              progress.setValue(static_cast<int>(done * 1000));
-                              return !progress.wasCanceled();
-                          });
+    const std::optional<Result<QString>> converted = runWithProgress<Result<QString>>(
+        this, title, u"„%1“ wird umgewandelt..."_s.arg(entry),
+        [source, output, options](const ConversionProgress &progress) {
+            return convertForDecoderTo(source, output, options, progress);
+        });
     setMousePointer(MousePointer::Idle);
-    progress.hide();
-    if (converted)
-        showConvertedFile(converted.value());
-    else if (!progress.wasCanceled())
-        m_services.messages->show(converted.error());
+    if (!converted)
+        return std::nullopt;
+    if (!*converted) {
+        m_services.messages->show(converted->error());
+        return std::nullopt;
+    }
+    return converted->value();
 }
 
 // The file list shows the converted file's folder with the file selected, ready for a slot.

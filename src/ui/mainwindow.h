@@ -11,6 +11,7 @@
 
 class QAction;
 class QComboBox;
+class QFileSystemWatcher;
 class QLabel;
 class QListWidget;
 class QMenu;
@@ -133,6 +134,12 @@ private:
     void setupProjects();
     SlotRow &row(int k) { return m_rows.at(static_cast<std::size_t>(k - 1)); }
     void showConvertedFile(const QString &path);
+    // Lists the browsed folder again, keeping the selection.
+    void relistBrowseFolder();
+    // Measures source, asks how to convert it and where an output exists what becomes of it,
+    // then converts it off the window's thread. The output's path, or nullopt when the user
+    // cancelled or a message has told why there is none.
+    std::optional<QString> convertInWindow(const QString &source, const QString &entry);
     void assignToSlot(int k, const QString &slotText, const QString &sourcePath, AssignWay way);
     void stopLoop(int k);
     Status loadCvBox(const QString &path);
@@ -181,8 +188,10 @@ private:
     QAction *m_ende = nullptr;
     QAction *m_info = nullptr;
     QAction *m_umwandeln = nullptr;
-    QMenu *m_list1Menu = nullptr; // the file list's context menu
-    QMenu *m_comMenu = nullptr;   // the adapters for one of the Com buttons
+    QMenu *m_list1Menu = nullptr;                  // the file list's context menu
+    QMenu *m_comMenu = nullptr;                    // the adapters for one of the Com buttons
+    QFileSystemWatcher *m_folderWatcher = nullptr; // the browsed folder, for the file list
+    QTimer *m_relistTimer = nullptr;               // one listing for a burst of changes on disk
     frmAbout *m_about = nullptr;
 
     friend class ProjectHostAdapter;

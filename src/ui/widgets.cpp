@@ -7,6 +7,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPainterPath>
+#include <QScrollBar>
 #include <QStyle>
 
 namespace klangor {
@@ -49,6 +50,31 @@ WaveFileListBox::WaveFileListBox(QWidget *parent) : QListWidget(parent)
     setDragDropMode(QAbstractItemView::DragOnly);
     setDefaultDropAction(Qt::CopyAction);
     setSelectionMode(QAbstractItemView::SingleSelection);
+}
+
+void WaveFileListBox::setEntries(const QList<SoundFileEntry> &entries)
+{
+    const QString selected = selectedEntry();
+    const int scrolled = verticalScrollBar()->value();
+    clear();
+    QFont marked = font();
+    marked.setItalic(true);
+    for (const SoundFileEntry &entry : entries) {
+        auto *item = new QListWidgetItem(entry.name, this);
+        item->setData(NeedsConversionRole, entry.needsConversion);
+        if (entry.needsConversion) {
+            item->setFont(marked);
+            item->setForeground(QColor(0x9c, 0x4a, 0x00));
+            item->setToolTip(entry.name +
+                             QStringLiteral("\nWird für den Decoder umgewandelt, bevor ein Slot "
+                                            "ihn übernimmt."));
+        } else {
+            item->setToolTip(entry.name);
+        }
+        if (entry.name == selected)
+            setCurrentItem(item);
+    }
+    verticalScrollBar()->setValue(scrolled);
 }
 
 QString WaveFileListBox::selectedEntry() const

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "soundset/slotassignment.h"
+#include "soundset/wavefolder.h"
 
 #include <functional>
 #include <QComboBox>
@@ -31,13 +32,18 @@ protected:
     void dropEvent(QDropEvent *event) override;
 };
 
-// The file list of the browser: its entries are dragged as plain text (the bare name).
+// The file list of the browser: its entries are dragged as plain text (the bare name). A sound
+// that must be converted for the decoder is set apart; the tooltip shows every name whole.
 class WaveFileListBox : public QListWidget
 {
     Q_OBJECT
 
 public:
+    static constexpr int NeedsConversionRole = Qt::UserRole;
+
     explicit WaveFileListBox(QWidget *parent = nullptr);
+    // Shows entries; the selected name and the scroll position stay where they still can.
+    void setEntries(const QList<SoundFileEntry> &entries);
     // The selected entry, "" when none is selected.
     QString selectedEntry() const;
 

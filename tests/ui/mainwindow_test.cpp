@@ -7,9 +7,11 @@
 #include "soundset/eventview.h"
 #include "soundset/wavecheck.h"
 #include "support/fakeservices.h"
+#include "support/printers.h"
 #include "support/wavwriter.h"
 #include "ui/widgets.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
 #include <QAction>
 #include <QApplication>
@@ -22,6 +24,7 @@
 #include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QMessageBox>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -34,7 +37,9 @@
 #include <QTest>
 #include <QTextEdit>
 #include <QTimer>
+#include <sndfile.h>
 #include <sys/stat.h>
+#include <vector>
 
 namespace klangor::test {
 namespace {
@@ -174,6 +179,24 @@ TEST(DriveListBox, LooksForNewDrivesWhenOpenedAndKeepsTheChosenOne)
     EXPECT_EQ(box.currentText(), "/media/a");
 }
 
+// A sound to convert stands apart; every name shows whole in its tooltip; a new listing keeps
+// the selected name selected.
+TEST(WaveFileListBox, SetsApartSoundsToConvertAndKeepsTheSelection)
+{
+    const QString longName = "ein Name, der länger ist als die Liste breit.ogg";
+    WaveFileListBox list;
+    list.setEntries({{"b.wav", false}, {longName, true}});
+    list.setCurrentRow(1);
+    list.setEntries({{"a.wav", false}, {"b.wav", false}, {longName, true}});
+    EXPECT_EQ(list.selectedEntry(), longName);
+    for (int row = 0; row < list.count(); ++row) {
+        const QListWidgetItem *item = list.item(row);
+        EXPECT_EQ(item->font().italic(), row == 2) << row;
+        EXPECT_EQ(item->data(WaveFileListBox::NeedsConversionRole).toBool(), row == 2);
+        EXPECT_EQ(item->toolTip().section('\n', 0, 0), item->text());
+    }
+}
+
 TEST_F(MainWindow, SlotDoubleClickAndDropAssignThroughTheCoreAndLoeschenEmpties)
 {
     selectEvent(13); // slots 1..5 are sound numbers 37..41
@@ -221,6 +244,83 @@ TEST_F(MainWindow, ContextMenuConvertsTheFileForTheDecoderAndASlotTakesTheResult
     QTest::mouseDClick(control("Slot1"), Qt::LeftButton);
     EXPECT_EQ(m_window->slotFileNames().at(0), "studio_decoder.wav");
     EXPECT_TRUE(m_messages.shown.isEmpty());
+}
+
+// A second of a quiet tone in Ogg Vorbis, a format the program itself never writes.
+void writeOgg(const QString &path)
+{
+    SF_INFO info{0, 44100, 1, SF_FORMAT_OGG | SF_FORMAT_VORBIS, 0, 0};
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+    std::vector<double> tone(44100);
+    for (std::size_t i = 0; i < tone.size(); ++i)
+        tone[i] = 0.3 * std::sin(static_cast<double>(i) / 10);
+    sf_writef_double(file, tone.data(), static_cast<sf_count_t>(tone.size()));
+    sf_close(file);
+}
+
+// A double-click on a slot with an Ogg file selected converts it beside the original and the
+// slot takes the result; an output already there is replaced, kept beside a new name or left
+// alone as the user answers.
+TEST_F(MainWindow, SlotDoubleClickConvertsASoundFileAndAsksBeforeReplacingAnOutput)
+{
+    writeOgg(soundFile("pfiff.ogg"));
+    m_window->Dir1_Change();
+    QString answer;
+    QTimer answering; // the dialogs ask from their own event loops
+    answering.callOnTimeout([&] {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (auto *box = qobject_cast<QMessageBox *>(modal); box && !answer.isEmpty()) {
+            for (QAbstractButton *button : box->buttons())
+                if (button->text() == answer)
+                    button->click();
+        } else if (modal && modal->objectName() == "ConversionDialog") {
+            qobject_cast<QDialog *>(modal)->accept();
+        }
+    });
+    answering.start(10);
+    const QByteArray mine = "not to be lost";
+    struct Case
+    {
+        QString answer, slotText;
+        bool replaced;
+    };
+    const Case cases[] = {
+        {"", "pfiff_decoder.wav", true}, // nothing there: no question
+        {"Ersetzen", "pfiff_decoder.wav", true},
+        {"Neuer Name", "pfiff_decoder (2).wav", false},
+        {"Abbrechen", "", false},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.answer.toStdString());
+        click("Command10");
+        QFile::remove(soundFile("pfiff_decoder (2).wav"));
+        if (!c.answer.isEmpty())
+            writeFile(soundFile("pfiff_decoder.wav"), mine);
+        answer = c.answer;
+        assign(1, "pfiff.ogg");
+        EXPECT_EQ(slotText(1), c.slotText);
+        EXPECT_EQ(m_window->slotFileNames().at(0), c.slotText);
+        EXPECT_EQ(readFile(soundFile("pfiff_decoder.wav")) != mine, c.replaced);
+        if (!c.slotText.isEmpty()) {
+            EXPECT_EQ(readFile(m_program.filePath("0.wav")), readFile(soundFile(c.slotText)));
+        }
+        EXPECT_EQ(QFile::exists(soundFile("pfiff_decoder (2).wav")), c.answer == "Neuer Name");
+    }
+    EXPECT_TRUE(m_messages.shown.isEmpty());
+}
+
+// A sound saved into the browsed folder by another program shows up, one deleted goes.
+TEST_F(MainWindow, FileListFollowsTheFolderOnDisk)
+{
+    auto *list = control<QListWidget>("List1");
+    const auto listed = [list](const QString &name) {
+        return !list->findItems(name, Qt::MatchExactly).isEmpty();
+    };
+    writeOgg(soundFile("neu.ogg"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return listed("neu.ogg"); }, 10000));
+    ASSERT_TRUE(QFile::remove(soundFile("horn.wav")));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !listed("horn.wav"); }, 10000));
 }
 
 // Each step: a click, then the captions of Test1..Test5 and the sound calls; the pointer is busy

@@ -23,6 +23,7 @@ bool runWithProgress(QWidget *parent, const QString &title, const QString &label
     progress.setMinimumDuration(500); // short work ends before it would show
     progress.setAutoClose(false);
     progress.setAutoReset(false);
+    progress.setValue(0); // starts the clock for the minimum duration
     QObject::connect(&progress, &QProgressDialog::canceled, [&cancelled] { cancelled = true; });
 
     const std::unique_ptr<QThread> thread(QThread::create([&] {
@@ -37,7 +38,9 @@ bool runWithProgress(QWidget *parent, const QString &title, const QString &label
     QTimer tick;
     tick.setInterval(50);
     QObject::connect(&tick, &QTimer::timeout, &progress, [&] {
-        if (!progress.wasCanceled())
+        if (progress.wasCanceled()) // also by Escape, which does not signal
+            cancelled = true;
+        else
             progress.setValue(std::min(done.load(), Steps - 1));
     });
     thread->start();

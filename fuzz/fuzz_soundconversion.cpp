@@ -18,14 +18,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     file.close();
     // Always cut: a few bytes of FLAC can stand for an hour of silence.
     const klangor::ConversionOptions options{size > 0 && (data[0] & 1), true};
-    const klangor::Result<QString> output = klangor::convertForDecoder(path, dir.path(), options);
+    const klangor::Result<klangor::ConvertedSound> output =
+        klangor::convertForDecoder(path, dir.path(), options);
     if (!output) {
         if (output.error().text.isEmpty())
             __builtin_trap();
         return 0;
     }
     klangor::RiffWaveAudioDevice device;
-    if (!klangor::WaveChecker(device).CheckWaveFile(output.value()))
+    if (!klangor::WaveChecker(device).CheckWaveFile(output.value().path))
         __builtin_trap();
     return 0;
 }

@@ -1,5 +1,6 @@
 #include "soundset/soundconversion.h"
 
+#include "common/riffchunks.h"
 #include "common/wavewriter.h"
 #include "platform/filebatch.h"
 #include "platform/programfiles.h"
@@ -14,11 +15,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <ebur128.h>
+#include <limits>
 #include <map>
 #include <memory>
 #include <numeric>
 #include <QDir>
 #include <QFileInfo>
+#include <QLocale>
+#include <QtEndian>
 #include <random>
 #include <soxr.h>
 #include <vector>
@@ -28,11 +33,11 @@ namespace klangor {
 namespace {
 
 // A file that is right already is copied whole; one that has passed the check is a few hundred
-// kilobytes, and anything larger is converted instead.
-constexpr qint64 MaxCopiedBytes = qint64(64) << 20;
-// Longer sounds are converted only when cut to the decoder's length.
-constexpr qint64 MaxUntrimmedSeconds = 600;
+// kilobytes, and anything larger is converted instead, by blocks.
+constexpr qint64 MaxCopiedBytes = qint64(4) << 20;
 constexpr qint64 BlockFrames = 8192;
+// Shorter sounds have no gated loudness (its blocks are 0.4 s); they are measured whole.
+constexpr unsigned long ShortSoundMs = 500;
 // 5.9 s at the decoder's rate, rounded down so that the cut sound passes the check.
 constexpr std::size_t TrimFrames = std::size_t(MaxWaveSeconds * DecoderSampleRate);
 constexpr std::size_t FadeFrames = DecoderSampleRate / 100; // 10 ms
@@ -44,14 +49,25 @@ QString shown(const QString &path)
     return QDir::toNativeSeparators(path);
 }
 
-UserMessage refused(const QString &input, const QString &reason)
+enum class Task
 {
-    return {QStringLiteral("Die Datei „%1“ kann nicht umgewandelt werden: %2")
+    Convert,
+    Measure
+};
+
+UserMessage refused(const QString &input, const QString &reason, Task task = Task::Convert)
+{
+    return {(task == Task::Convert
+                 ? QStringLiteral("Die Datei „%1“ kann nicht umgewandelt werden: %2")
+                 : QStringLiteral("Die Datei „%1“ kann nicht gemessen werden: %2"))
                 .arg(shown(input), reason)};
 }
 
-Result<std::unique_ptr<SoundFile>> openSound(const QString &input)
+Result<std::unique_ptr<SoundFile>> openSound(const QString &input, Task task = Task::Convert)
 {
+    const auto refused = [task](const QString &file, const QString &reason) {
+        return klangor::refused(file, reason, task);
+    };
     auto sound = std::make_unique<SoundFile>();
     if (const Status opened = sound->open(input); !opened)
         return opened.error();
@@ -89,6 +105,47 @@ std::optional<QByteArray> decoderReadyBytes(SoundFile &sound, bool eightBit)
     if (bytes.size() != file.size() || !judgeWaveHeader(bytes.left(36), seconds))
         return std::nullopt;
     return bytes;
+}
+
+// Frames the header promises; -1 where it does not tell. libsndfile counts a cut-off WAV file's
+// data as far as it goes, so there the data chunk's own size is asked.
+qint64 promisedFrames(SoundFile &sound)
+{
+    const qint64 told =
+        sound.frames() >= std::numeric_limits<qint64>::max() / 4 ? -1 : sound.frames();
+    RegularFile &file = sound.file();
+    if (sound.container() == SoundFile::Container::Other || !file.seek(12))
+        return told;
+    quint16 blockAlign = 0;
+    RiffChunks chunks(file);
+    while (const std::optional<RiffChunk> chunk = chunks.next()) {
+        if (chunk->id == "fmt " && chunk->size >= 16 && file.seek(chunk->bodyOffset + 12)) {
+            const QByteArray align = file.read(2);
+            blockAlign = align.size() == 2 ? qFromLittleEndian<quint16>(align.constData()) : 0;
+        } else if (chunk->id == "data") {
+            // Streaming writers leave 0 or the most as the size until they finish.
+            if (blockAlign == 0 || chunk->size == 0 || chunk->size >= 0x7FFFFFFF)
+                return told;
+            return std::max(told, qint64(chunk->size / blockAlign));
+        }
+    }
+    return told;
+}
+
+double decibels(double amplitude)
+{
+    return amplitude > 0 ? 20 * std::log10(amplitude) : -std::numeric_limits<double>::infinity();
+}
+
+// Mixes interleaved frames down to mono; a broken float sample would smear over the
+// resampler's whole filter and counts as silence.
+void mixDown(const double *frames, qint64 count, int channels, double *mono)
+{
+    for (qint64 f = 0; f < count; ++f) {
+        const double *frame = frames + f * channels;
+        const double mixed = std::accumulate(frame, frame + channels, 0.0) / channels;
+        mono[f] = std::isfinite(mixed) ? mixed : 0.0;
+    }
 }
 
 struct SoxrDeleter
@@ -143,65 +200,110 @@ bool resample(soxr_t resampler, const double *in, std::size_t count, std::vector
     }
 }
 
-// The sound mixed down to mono at the decoder's rate, full scale at 1.0.
-Result<std::vector<double>> decoderSamples(const QString &input, SoundFile &sound,
-                                           const ConversionOptions &options,
-                                           ResamplerCache &resamplers,
-                                           const ConversionProgress &progress)
+// The sound mixed down to mono at the decoder's rate, full scale at 1.0, at most TrimFrames
+// long: reading stops as soon as more would come out.
+struct DecoderSamples
+{
+    std::vector<double> samples;
+    QStringList notes;
+};
+
+Result<DecoderSamples> decoderSamples(const QString &input, SoundFile &sound,
+                                      const ConversionOptions &options, ResamplerCache &resamplers,
+                                      const ConversionProgress &progress)
 {
     const int channels = sound.channels();
     const soxr_t resampler = resamplers.forRate(sound.sampleRate());
     if (!resampler)
         return refused(input, QStringLiteral("Der Umrechner ließ sich nicht einrichten."));
 
-    const std::size_t limit =
-        options.trim ? TrimFrames : std::size_t(MaxUntrimmedSeconds * DecoderSampleRate);
+    // What has to be read at most: the kept part and a little for the filter.
+    const qint64 promised = promisedFrames(sound);
+    const qint64 needed =
+        static_cast<qint64>(TrimFrames + 1) * sound.sampleRate() / DecoderSampleRate + BlockFrames;
+    const double progressFrames =
+        static_cast<double>(promised < 0 ? needed : std::min(promised, needed));
     std::vector<double> frames(static_cast<std::size_t>(BlockFrames * channels));
     std::vector<double> mono(static_cast<std::size_t>(BlockFrames));
-    std::vector<double> out;
+    DecoderSamples result;
+    std::vector<double> &out = result.samples;
+    out.reserve(TrimFrames + 16384);
     qint64 done = 0;
     bool ended = false;
-    while (out.size() <= limit) {
+    while (out.size() <= TrimFrames) {
         const qint64 got = sound.read(frames.data(), BlockFrames);
         ended = got <= 0;
         if (ended)
             break;
-        for (qint64 f = 0; f < got; ++f) {
-            const double *frame = frames.data() + f * channels;
-            const double mixed = std::accumulate(frame, frame + channels, 0.0) / channels;
-            // A broken float sample would smear over the filter's whole length.
-            mono[static_cast<std::size_t>(f)] = std::isfinite(mixed) ? mixed : 0.0;
-        }
+        mixDown(frames.data(), got, channels, mono.data());
         if (!resample(resampler, mono.data(), static_cast<std::size_t>(got), out))
             return refused(input, QStringLiteral("Der Umrechner meldet einen Fehler."));
         done += got;
-        if (progress && !progress(std::min(1.0, static_cast<double>(done) / sound.frames())))
+        if (progress && !progress(std::min(1.0, static_cast<double>(done) / progressFrames)))
             return UserMessage(
                 QStringLiteral("Die Umwandlung von „%1“ wurde abgebrochen.").arg(shown(input)));
     }
-    if (sound.damaged())
-        return refused(input, QStringLiteral("Ihre Tondaten sind beschädigt."));
     if (ended && !resample(resampler, nullptr, 0, out))
         return refused(input, QStringLiteral("Der Umrechner meldet einen Fehler."));
-    if (out.size() > limit && !options.trim)
-        return refused(input, QStringLiteral("Der Sound ist länger als %1 Minuten; so lang "
-                                             "lässt er sich nur gekürzt umwandeln.")
-                                  .arg(MaxUntrimmedSeconds / 60));
-    if (out.empty())
-        return refused(input, QStringLiteral("Sie enthält keinen Ton."));
-    if (out.size() > TrimFrames && options.trim) {
+    if (progress)
+        progress(1.0); // all that is needed has been read, however much the header promised
+    if (out.empty() || done == 0)
+        return refused(input, sound.damaged() ? QStringLiteral("Ihre Tondaten sind beschädigt.")
+                                              : QStringLiteral("Sie enthält keinen Ton."));
+    // Only a file read to its end can turn out shorter than promised.
+    if (ended && (sound.damaged() || (promised >= 0 && done < promised)))
+        result.notes.append(
+            QStringLiteral("„%1“ ist abgeschnitten oder beschädigt. %2 Umgewandelt wurde der "
+                           "lesbare Teil.")
+                .arg(shown(input), readablePartText({.framesRead = done,
+                                                     .framesPromised = std::max(promised, done + 1),
+                                                     .sampleRate = sound.sampleRate()})));
+    if (out.size() > TrimFrames && !options.trim)
+        return refused(input, QStringLiteral("Der Sound ist länger als die 5,9 Sekunden, die der "
+                                             "Decoder spielt. Er lässt sich nur gekürzt "
+                                             "umwandeln (auf der Kommandozeile mit --trim)."));
+    if (out.size() > TrimFrames) {
         out.resize(TrimFrames);
         // A cut in mid-sound clicks; the last 10 ms fall to silence.
         for (std::size_t i = 0; i < FadeFrames; ++i)
             out[TrimFrames - FadeFrames + i] *=
                 static_cast<double>(FadeFrames - 1 - i) / (FadeFrames - 1);
     }
-    return out;
+    return result;
 }
 
-// A WAV file of the samples: 16-bit signed, or 8-bit unsigned with triangular dither, which
-// turns the coarse steps into a steady faint hiss.
-QByteArray waveImage(const std::vector<double> &samples, bool eightBit)
+// Brings the peak to -1 dBFS when asked; otherwise lowers a sound that would clip (a full-scale
+// input overshoots in the resampler, a float one may lie beyond full scale) just enough, and
+// says so.
+void adjustLevel(const QString &input, DecoderSamples &sound, const ConversionOptions &options)
+{
+    std::vector<double> &samples = sound.samples;
+    double peak = 0;
+    for (const double v : samples)
+        peak = std::max(peak, std::abs(v));
+    // The highest sample that stays below the range's end: 8 bits' dither adds less than a step.
+    const double ceiling = options.eightBit ? 126.0 / 128 : 32766.0 / 32768;
+    double gain = 1;
+    if (options.normalize && peak > 0)
+        gain = std::pow(10.0, NormalizedPeakDbfs / 20) / peak;
+    else if (peak > ceiling) {
+        gain = ceiling / peak;
+        const double lowered = -decibels(gain);
+        sound.notes.append(
+            QStringLiteral("„%1“ wäre übersteuert (Spitze %2 dBFS); um %3 dB leiser umgewandelt, "
+                           "damit nichts abgeschnitten wird.")
+                .arg(shown(input), levelText(decibels(peak)),
+                     lowered < 0.05 ? QStringLiteral("weniger als 0,1") : levelText(lowered)));
+    }
+    if (gain != 1)
+        for (double &v : samples)
+            v *= gain;
+}
+
+} // namespace
+
+// 8 bits get triangular dither, which turns the coarse steps into a steady faint hiss.
+QByteArray decoderWaveBytes(const std::vector<double> &samples, bool eightBit)
 {
     const WaveFormat format{1, DecoderSampleRate, eightBit ? 8 : 16};
     if (!eightBit)
@@ -217,21 +319,32 @@ QByteArray waveImage(const std::vector<double> &samples, bool eightBit)
     return waveFileBytes(format, data);
 }
 
-// The converted file's bytes; a file that is right already comes back as it is.
-Result<QByteArray> decoderImage(const QString &input, const ConversionOptions &options,
-                                ResamplerCache &resamplers, const ConversionProgress &progress)
+namespace {
+
+// The converted file's bytes and notes; a file that is right already comes back as it is.
+struct DecoderImage
+{
+    QByteArray bytes;
+    QStringList notes;
+};
+
+Result<DecoderImage> decoderImage(const QString &input, const ConversionOptions &options,
+                                  ResamplerCache &resamplers, const ConversionProgress &progress)
 {
     const Result<std::unique_ptr<SoundFile>> opened = openSound(input);
     if (!opened)
         return opened.error();
     SoundFile &sound = *opened.value();
-    if (std::optional<QByteArray> ready = decoderReadyBytes(sound, options.eightBit))
-        return *std::move(ready);
-    const Result<std::vector<double>> samples =
-        decoderSamples(input, sound, options, resamplers, progress);
+    if (!options.normalize) {
+        if (std::optional<QByteArray> ready = decoderReadyBytes(sound, options.eightBit))
+            return DecoderImage{*std::move(ready), {}};
+    }
+    Result<DecoderSamples> samples = decoderSamples(input, sound, options, resamplers, progress);
     if (!samples)
         return samples.error();
-    return waveImage(samples.value(), options.eightBit);
+    adjustLevel(input, samples.value(), options);
+    return DecoderImage{decoderWaveBytes(samples.value().samples, options.eightBit),
+                        samples.value().notes};
 }
 
 Status makeFolder(const QString &folder)
@@ -263,33 +376,34 @@ QString conversionFolder(const QString &input, const QString &programFolder)
     return isWritableFolder(beside) ? beside : QDir(programFolder).filePath(ConvertedFolderName);
 }
 
-Result<QString> convertForDecoder(const QString &input, const QString &outputFolder,
-                                  const ConversionOptions &options,
-                                  const ConversionProgress &progress)
+Result<ConvertedSound> convertForDecoder(const QString &input, const QString &outputFolder,
+                                         const ConversionOptions &options,
+                                         const ConversionProgress &progress)
 {
     return convertForDecoderTo(input, QDir(outputFolder).filePath(convertedFileName(input)),
                                options, progress);
 }
 
-Result<QString> convertForDecoderTo(const QString &input, const QString &output,
-                                    const ConversionOptions &options,
-                                    const ConversionProgress &progress)
+Result<ConvertedSound> convertForDecoderTo(const QString &input, const QString &output,
+                                           const ConversionOptions &options,
+                                           const ConversionProgress &progress)
 {
     ResamplerCache resamplers;
-    const Result<QByteArray> image = decoderImage(input, options, resamplers, progress);
+    const Result<DecoderImage> image = decoderImage(input, options, resamplers, progress);
     if (!image)
         return image.error();
     if (const Status made = makeFolder(QFileInfo(output).absolutePath()); !made)
         return made.error();
-    if (const Status written = writeFileSafely(output, image.value()); !written)
+    if (const Status written = writeFileSafely(output, image.value().bytes); !written)
         return written.error();
-    return output;
+    return ConvertedSound{output, image.value().notes};
 }
 
-QList<Result<QString>> convertAllForDecoder(const QStringList &inputs, const QString &outputFolder,
-                                            const ConversionOptions &options)
+QList<Result<ConvertedSound>> convertAllForDecoder(const QStringList &inputs,
+                                                   const QString &outputFolder,
+                                                   const ConversionOptions &options)
 {
-    QList<Result<QString>> results;
+    QList<Result<ConvertedSound>> results;
     if (const Status made = makeFolder(outputFolder); !made) {
         for (qsizetype i = 0; i < inputs.size(); ++i)
             results.append(made.error());
@@ -300,7 +414,7 @@ QList<Result<QString>> convertAllForDecoder(const QStringList &inputs, const QSt
     QStringList names;
     for (const QString &input : inputs) {
         const QString name = convertedFileName(input);
-        Result<QByteArray> image =
+        Result<DecoderImage> image =
             names.contains(name)
                 ? refused(input,
                           QStringLiteral("„%1“ entstünde schon aus einer anderen Datei.").arg(name))
@@ -309,21 +423,103 @@ QList<Result<QString>> convertAllForDecoder(const QStringList &inputs, const QSt
             results.append(image.error());
             continue;
         }
-        if (const Status staged = batch.stage({{name, image.value()}}); !staged) {
+        if (const Status staged = batch.stage({{name, image.value().bytes}}); !staged) {
             results.append(staged.error());
             continue;
         }
         names.append(name);
-        results.append(QDir(outputFolder).filePath(name));
+        results.append(ConvertedSound{QDir(outputFolder).filePath(name), image.value().notes});
     }
     // All results reach the folder together, or none.
     if (const Status committed = names.isEmpty() ? Status() : batch.commit(); !committed) {
-        for (Result<QString> &result : results) {
+        for (Result<ConvertedSound> &result : results) {
             if (result)
                 result = committed.error();
         }
     }
     return results;
+}
+
+Result<SoundLevels> measureSoundLevels(const QString &input, const ConversionProgress &progress)
+{
+    const Result<std::unique_ptr<SoundFile>> opened = openSound(input, Task::Measure);
+    if (!opened)
+        return opened.error();
+    SoundFile &sound = *opened.value();
+    const int channels = sound.channels();
+    // A sound under 0.5 s is measured over all of it, which needs that much kept.
+    std::unique_ptr<ebur128_state, void (*)(ebur128_state *)> meter(
+        ebur128_init(static_cast<unsigned>(channels),
+                     static_cast<unsigned long>(sound.sampleRate()), EBUR128_MODE_I),
+        [](ebur128_state *state) { ebur128_destroy(&state); });
+    if (!meter || ebur128_set_max_window(meter.get(), ShortSoundMs) != EBUR128_SUCCESS)
+        return refused(input, QStringLiteral("Die Lautheitsmessung ließ sich nicht einrichten."),
+                       Task::Measure);
+
+    SoundLevels levels{.framesPromised = promisedFrames(sound), .sampleRate = sound.sampleRate()};
+    std::vector<double> frames(static_cast<std::size_t>(BlockFrames * channels));
+    double peak = 0;
+    for (;;) {
+        const qint64 got = sound.read(frames.data(), BlockFrames);
+        if (got <= 0)
+            break;
+        const auto samples = static_cast<std::size_t>(got * channels);
+        for (std::size_t i = 0; i < samples; ++i) {
+            if (!std::isfinite(frames[i]))
+                frames[i] = 0;
+            peak = std::max(peak, std::abs(frames[i]));
+        }
+        if (ebur128_add_frames_double(meter.get(), frames.data(), static_cast<std::size_t>(got)) !=
+            EBUR128_SUCCESS)
+            return refused(input, QStringLiteral("Die Lautheitsmessung meldet einen Fehler."),
+                           Task::Measure);
+        levels.framesRead += got;
+        if (progress && levels.framesPromised > 0 &&
+            !progress(std::min(1.0, static_cast<double>(levels.framesRead) /
+                                        static_cast<double>(levels.framesPromised))))
+            return UserMessage(
+                QStringLiteral("Die Messung von „%1“ wurde abgebrochen.").arg(shown(input)));
+    }
+    if (sound.damaged() && levels.framesPromised < 0)
+        levels.framesPromised = levels.framesRead + 1; // read failed: cut short, length unknown
+    if (levels.framesRead == 0)
+        return refused(input,
+                       sound.damaged() ? QStringLiteral("Ihre Tondaten sind beschädigt.")
+                                       : QStringLiteral("Sie enthält keinen Ton."),
+                       Task::Measure);
+    levels.peakDbfs = decibels(peak);
+    const auto ms =
+        static_cast<unsigned long>(levels.framesRead * 1000 / std::max(1, levels.sampleRate));
+    double loudness = -HUGE_VAL;
+    const int measured =
+        ms < ShortSoundMs
+            ? (ms > 0 ? ebur128_loudness_window(meter.get(), ms, &loudness) : EBUR128_SUCCESS)
+            : ebur128_loudness_global(meter.get(), &loudness);
+    if (measured != EBUR128_SUCCESS)
+        return refused(input, QStringLiteral("Die Lautheitsmessung meldet einen Fehler."),
+                       Task::Measure);
+    levels.loudnessLufs =
+        std::isfinite(loudness) ? loudness : -std::numeric_limits<double>::infinity();
+    return levels;
+}
+
+QString levelText(double db)
+{
+    if (!std::isfinite(db))
+        return db < 0 ? QStringLiteral("-∞") : QStringLiteral("∞");
+    // No "-0,0" for a level a hair below zero.
+    const double rounded = std::round(db * 10) / 10;
+    return QLocale(QLocale::German).toString(rounded == 0 ? 0.0 : rounded, 'f', 1);
+}
+
+QString readablePartText(const SoundLevels &levels)
+{
+    const QLocale german(QLocale::German);
+    const double rate = std::max(1, levels.sampleRate);
+    return QStringLiteral("Nur %1 von %2 Frames (%3 von %4 s) sind lesbar.")
+        .arg(german.toString(levels.framesRead), german.toString(levels.framesPromised),
+             german.toString(static_cast<double>(levels.framesRead) / rate, 'f', 2),
+             german.toString(static_cast<double>(levels.framesPromised) / rate, 'f', 2));
 }
 
 } // namespace klangor

@@ -487,16 +487,18 @@ void Form1::Umwandeln_Click()
 std::optional<QString> Form1::convertInWindow(const QString &source, const QString &entry)
 {
     const QString title = u"Für den Decoder umwandeln"_s;
-    const std::optional<Result<double>> seconds = runWithProgress<Result<double>>(
-        this, title, u"„%1“ wird gelesen..."_s.arg(entry),
-        [source](const ConversionProgress &) { return soundFileSeconds(source); });
-    if (!seconds)
+    const std::optional<Result<SoundLevels>> levels =
+        runWithProgress<Result<SoundLevels>>(this, title, u"„%1“ wird gemessen..."_s.arg(entry),
+                                             [source](const ConversionProgress &progress) {
+                                                 return measureSoundLevels(source, progress);
+                                             });
+    if (!levels)
         return std::nullopt;
-    if (!*seconds) {
-        m_services.messages->show(seconds->error());
+    if (!*levels) {
+        m_services.messages->show(levels->error());
         return std::nullopt;
     }
-    ConversionDialog dialog(entry, seconds->value(), this);
+    ConversionDialog dialog(entry, levels->value(), this);
     if (dialog.exec() != QDialog::Accepted)
         return std::nullopt;
     const ConversionOptions options = dialog.options();
@@ -517,7 +519,7 @@ std::optional<QString> Form1::convertInWindow(const QString &source, const QStri
         }
     }
     setMousePointer(MousePointer::Busy);
-    const std::optional<Result<QString>> converted = runWithProgress<Result<QString>>(
+    const std::optional<Result<ConvertedSound>> converted = runWithProgress<Result<ConvertedSound>>(
         this, title, u"„%1“ wird umgewandelt..."_s.arg(entry),
         [source, output, options](const ConversionProgress &progress) {
             return convertForDecoderTo(source, output, options, progress);
@@ -529,7 +531,10 @@ std::optional<QString> Form1::convertInWindow(const QString &source, const QStri
         m_services.messages->show(converted->error());
         return std::nullopt;
     }
-    return converted->value();
+    // What the conversion had to do beyond the plain task is never dropped.
+    if (const QStringList &notes = converted->value().notes; !notes.isEmpty())
+        m_services.messages->show({notes.join(u'\n'), title, MessageIcon::None});
+    return converted->value().path;
 }
 
 // The file list shows the converted file's folder with the file selected, ready for a slot.

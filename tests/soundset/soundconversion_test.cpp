@@ -1,5 +1,7 @@
+#include "platform/programfiles.h"
 #include "platform/soundfile.h"
 #include "platform/waveaudiodevice.h"
+#include "soundset/levelmatch.h"
 #include "soundset/soundconversion.h"
 #include "soundset/wavecheck.h"
 #include "support/printers.h"
@@ -11,6 +13,7 @@
 #include <map>
 #include <numbers>
 #include <QDir>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <sndfile.h>
 #include <sys/mount.h>
@@ -22,22 +25,30 @@ namespace {
 
 using test::readFile;
 
-// 2 s of amplitude * cos(2 pi freq t) in the first channel, times `others` in the rest, in a
-// format of libsndfile's (the inputs come in formats the program itself never writes).
-QString writeSound(const QString &path, int format, int rate, int channels, double freq = 440,
-                   double amplitude = 0.5, double others = 0, double seconds = 2)
+// Interleaved samples in a format of libsndfile's (the inputs come in formats the program
+// itself never writes).
+QString writeSamples(const QString &path, int format, int rate, int channels,
+                     const std::vector<double> &data)
 {
     SF_INFO info{0, rate, channels, format, 0, 0};
     SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
     EXPECT_NE(file, nullptr) << sf_strerror(nullptr);
+    sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+    sf_writef_double(file, data.data(), static_cast<sf_count_t>(data.size()) / channels);
+    sf_close(file);
+    return path;
+}
+
+// 2 s of amplitude * cos(2 pi freq t) in the first channel, times `others` in the rest.
+QString writeSound(const QString &path, int format, int rate, int channels, double freq = 440,
+                   double amplitude = 0.5, double others = 0, double seconds = 2)
+{
     const auto frames = static_cast<std::size_t>(seconds * rate);
     std::vector<double> data(frames * static_cast<std::size_t>(channels));
     for (std::size_t i = 0; i < data.size(); ++i)
         data[i] = amplitude * (i % static_cast<std::size_t>(channels) ? others : 1) *
                   std::cos(2 * std::numbers::pi * freq * static_cast<double>(i / channels) / rate);
-    sf_writef_double(file, data.data(), static_cast<sf_count_t>(frames));
-    sf_close(file);
-    return path;
+    return writeSamples(path, format, rate, channels, data);
 }
 
 std::vector<double> readSamples(const QString &path)
@@ -97,14 +108,14 @@ TEST(SoundConversion, EveryInputKindBecomesMono11025WithTheSameTone)
         SCOPED_TRACE(c.name);
         const QString input = writeSound(in.filePath(c.name), c.format, c.rate, c.channels);
         const QByteArray original = readFile(input);
-        const Result<QString> output = convertForDecoder(input, out.path(), {c.eightBit});
+        const Result<ConvertedSound> output = convertForDecoder(input, out.path(), {c.eightBit});
         ASSERT_TRUE(output) << output.error().text.toStdString();
-        const QByteArray bytes = readFile(output.value());
+        const QByteArray bytes = readFile(output.value().path);
         EXPECT_EQ(readFile(input), original);
         EXPECT_EQ(bytes == original, c.copied);
         EXPECT_TRUE(judgeWaveHeader(bytes, 2.0));
         EXPECT_EQ(bytes.at(34), c.eightBit ? 8 : 16);
-        const std::vector<double> samples = readSamples(output.value());
+        const std::vector<double> samples = readSamples(output.value().path);
         EXPECT_NEAR(samples.size(), 2 * DecoderSampleRate, 1);
         // The tone lies in the first channel only: the others must count in the mix.
         EXPECT_NEAR(fitSine(samples, 440).amplitude, 0.5 / c.channels, 0.005 / c.channels);
@@ -122,7 +133,8 @@ TEST(SoundConversion, ResamplingKeepsTheBandCleanAndRejectsWhatLiesAbove)
                                                              SF_FORMAT_WAV | SF_FORMAT_PCM_24,
                                                              44100, 2, freq, amplitude, 1),
                                                   dir.path(), {})
-                                    .value()),
+                                    .value()
+                                    .path),
                     freq);
     const double sinad = 20 * std::log10(amplitude / std::sqrt(2) / fits[1000].rest);
     const double passband = 20 * std::log10(fits[5000].amplitude / amplitude);
@@ -139,13 +151,16 @@ TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
     const QString input = writeSound(dir.filePath("lang.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16,
                                      44100, 1, 0, 0.5, 0, 7);
     std::vector<double> seen;
-    const QString output = convertForDecoder(input, dir.path(), {}, [&](double done) {
-                               return seen.push_back(done), true;
-                           }).value();
-    EXPECT_EQ(readSamples(output).size(), 7u * DecoderSampleRate);
+    // Too long for the decoder is never a result; the refusal tells how it can be one.
+    const Result<ConvertedSound> tooLong = convertForDecoder(input, untouched.path(), {});
+    EXPECT_TRUE(tooLong.error().text.contains("länger als die 5,9 Sekunden") &&
+                tooLong.error().text.contains("--trim"));
+    const QString output =
+        convertForDecoder(input, dir.path(), {.trim = true},
+                          [&](double done) { return seen.push_back(done), true; })
+            .value()
+            .path;
     EXPECT_TRUE(std::is_sorted(seen.begin(), seen.end()) && seen.back() == 1.0);
-
-    ASSERT_TRUE(convertForDecoder(input, dir.path(), {.trim = true}));
     const std::vector<double> cut = readSamples(output);
     ASSERT_EQ(cut.size(), 65047u); // 5.9 s
     RiffWaveAudioDevice device;
@@ -157,7 +172,7 @@ TEST(SoundConversion, TrimCutsTo5900msWithAFadeOutAndProgressCanCancel)
     test::writeFile(dir.filePath("kurz.wav"),
                     test::makeWav({.dataBytes = 10 * DecoderSampleRate}).replace(31, 1, "\x7f"));
     const auto lied = convertForDecoder(dir.filePath("kurz.wav"), dir.path(), {true, true});
-    EXPECT_EQ(readSamples(lied.value()).size(), 65047u);
+    EXPECT_EQ(readSamples(lied.value().path).size(), 65047u);
 
     EXPECT_FALSE(convertForDecoder(input, untouched.path(), {}, [](double) { return false; }));
     EXPECT_TRUE(QDir(untouched.path()).isEmpty());
@@ -169,7 +184,8 @@ TEST(SoundConversion, EightBitsAreDitheredSoThatALevelBelowOneStepSurvives)
     const double quarterStep = 0.25 / 128; // plain rounding would make this silence
     const QString input = writeSound(dir.filePath("leise.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_24,
                                      44100, 1, 0, quarterStep);
-    const Fit fit = fitSine(readSamples(convertForDecoder(input, dir.path(), {true}).value()), 0);
+    const Fit fit =
+        fitSine(readSamples(convertForDecoder(input, dir.path(), {true}).value().path), 0);
     const double level = fit.amplitude / 2; // at 0 Hz the cosine is the level, counted twice
     EXPECT_NEAR(level, quarterStep, 0.03 / 128);
     // Triangular dither leaves noise of half a step RMS, whatever the level.
@@ -187,10 +203,10 @@ TEST(SoundConversion, AnUnwritableFolderSendsTheResultIntoTheProgramFolder)
     writeSound(input, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 48000, 2);
     EXPECT_EQ(conversionFolder(input, program.path()), disk);
     ::mount("tmpfs", native.constData(), "tmpfs", MS_REMOUNT | MS_RDONLY, nullptr);
-    const Result<QString> output =
+    const Result<ConvertedSound> output =
         convertForDecoder(input, conversionFolder(input, program.path()), {});
     ::umount2(native.constData(), MNT_DETACH);
-    EXPECT_EQ(output.value(), program.filePath("umgewandelt/ton_decoder.wav"));
+    EXPECT_EQ(output.value().path, program.filePath("umgewandelt/ton_decoder.wav"));
 }
 
 TEST(SoundConversion, ABatchWritesWhatConvertsAndTellsWhyTheRestDoesNot)
@@ -202,21 +218,21 @@ TEST(SoundConversion, ABatchWritesWhatConvertsAndTellsWhyTheRestDoesNot)
     const QString wav = writeSound(dir.filePath("ton.wav"), pcm, 48000, 2);
     const QString flac =
         writeSound(dir.filePath("ton.flac"), SF_FORMAT_FLAC | SF_FORMAT_PCM_16, 8000, 1);
-    const QString again = writeSound(dir.filePath("zwei.wav"), pcm, 48000, 1, 3000, 0.9, 0, 6);
+    const QString again = writeSound(dir.filePath("zwei.wav"), pcm, 48000, 1, 3000, 0.9, 0, 5);
     // Its result's name is too long to be written, after another result was staged.
     const QString tooLong = writeSound(dir.filePath(QString(245, 'x') + ".wav"), pcm, 8000, 1);
-    const QList<Result<QString>> results =
+    const QList<Result<ConvertedSound>> results =
         convertAllForDecoder({wav, text, flac, again, tooLong}, out, {});
     ASSERT_EQ(results.size(), 5);
     EXPECT_TRUE(results[4].error().text.contains("Der Name ist zu lang"));
-    EXPECT_EQ(results[0].value(), out + "/ton_decoder.wav");
+    EXPECT_EQ(results[0].value().path, out + "/ton_decoder.wav");
     EXPECT_TRUE(results[1].error().text.contains("keine lesbare Tondatei"));
     EXPECT_TRUE(results[2].error().text.contains("„ton_decoder.wav“ entstünde schon"));
     EXPECT_EQ(QDir(out).entryList(QDir::Files | QDir::Hidden),
               QStringList({"ton_decoder.wav", "zwei_decoder.wav"}));
     // The second sound at one rate comes out as it does alone.
-    EXPECT_EQ(readFile(results[3].value()),
-              readFile(convertForDecoder(again, dir.path(), {}).value()));
+    EXPECT_EQ(readFile(results[3].value().path),
+              readFile(convertForDecoder(again, dir.path(), {}).value().path));
 }
 
 TEST(SoundConversion, BadInputsAreRefusedNamingTheFileAndTheReason)
@@ -233,12 +249,142 @@ TEST(SoundConversion, BadInputsAreRefusedNamingTheFileAndTheReason)
     };
     for (const auto &[name, bytes, reason] : cases) {
         test::writeFile(dir.filePath(name), bytes);
-        const Result<QString> output = convertForDecoder(dir.filePath(name), out.path(), {});
+        const Result<ConvertedSound> output = convertForDecoder(dir.filePath(name), out.path(), {});
         ASSERT_FALSE(output) << name.toStdString();
         EXPECT_TRUE(output.error().text.contains("„" + dir.filePath(name) + "“"));
         EXPECT_TRUE(output.error().text.contains(reason)) << output.error().text.toStdString();
     }
     EXPECT_TRUE(QDir(out.path()).isEmpty());
+}
+
+// The reference figures of loudness: a 1 kHz sine at -20 dBFS in one channel is -23.0 LUFS,
+// in two +3 dB more; a sound under 0.5 s has no gated blocks and is measured whole.
+TEST(SoundConversion, LevelsAreMeasuredInLufsAndDbfs)
+{
+    const double minus20 = std::pow(10, -20 / 20.0), none = -INFINITY;
+    const struct
+    {
+        int channels;
+        double amplitude, others, seconds, lufs, peak;
+    } cases[] = {
+        {1, minus20, 0, 3, -23.0, -20.0},
+        {2, minus20, 1, 3, -20.0, -20.0},
+        {1, minus20, 0, 0.3, -23.0, -20.0},
+        {1, 0, 0, 1, none, none},
+    };
+    QTemporaryDir dir;
+    for (const auto &c : cases) {
+        const QString input = writeSound(dir.filePath("ton.wav"), SF_FORMAT_WAV | SF_FORMAT_FLOAT,
+                                         48000, c.channels, 1000, c.amplitude, c.others, c.seconds);
+        const SoundLevels levels = measureSoundLevels(input).value();
+        // -inf stands for silence; -999 compares it.
+        EXPECT_NEAR(std::max(levels.loudnessLufs, -999.0), std::max(c.lufs, -999.0), 0.1)
+            << c.channels << " " << c.seconds;
+        EXPECT_NEAR(std::max(levels.peakDbfs, -999.0), std::max(c.peak, -999.0), 0.01);
+        EXPECT_EQ(levels.framesRead, std::lround(c.seconds * 48000));
+        EXPECT_FALSE(levels.cutShort());
+    }
+}
+
+// Full scale overshoots in the resampler, a quiet sound is raised on request, a cut-off file
+// is converted as far as it can be read: none of it happens without a word.
+TEST(SoundConversion, TheResultNeverClipsCanBeNormalizedAndTellsWhatItDid)
+{
+    QTemporaryDir dir;
+    std::vector<double> square(44100);
+    for (std::size_t i = 0; i < square.size(); ++i)
+        square[i] = (i / 50) % 2 ? 1.0 : -1.0;
+    const QString loud =
+        writeSamples(dir.filePath("laut.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, 44100, 1, square);
+    const QString quiet = writeSound(dir.filePath("leise.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16,
+                                     44100, 1, 1000, std::pow(10, -30 / 20.0));
+    const QString cut = dir.filePath("kaputt.wav");
+    test::writeFile(cut, readFile(loud).left(44 + 1720 * 2));
+
+    const struct
+    {
+        QString input;
+        ConversionOptions options;
+        double peak;
+        const char *note;
+    } cases[] = {
+        {loud, {}, 0.0, "„laut.wav“ wäre übersteuert (Spitze 1,"},
+        {quiet, {.eightBit = true, .normalize = true}, -1.0, nullptr},
+        {quiet, {.normalize = true}, -1.0, nullptr},
+        {cut, {}, 0.0, "Nur 1.720 von 44.100 Frames (0,04 von 1,00 s) sind lesbar."},
+    };
+    for (const auto &c : cases) {
+        SCOPED_TRACE(c.input.toStdString());
+        QDir::setCurrent(dir.path()); // the notes name the input as given
+        const Result<ConvertedSound> converted =
+            convertForDecoder(QFileInfo(c.input).fileName(), dir.filePath("aus"), c.options);
+        EXPECT_EQ(converted.value().notes.join("\n").contains(c.note ? c.note : "\1"),
+                  c.note != nullptr)
+            << converted.value().notes.join("\n").toStdString();
+        EXPECT_EQ(converted.value().notes.isEmpty(), c.note == nullptr);
+        const std::vector<double> samples = readSamples(converted.value().path);
+        const double peak =
+            std::abs(*std::max_element(samples.begin(), samples.end(), [](double a, double b) {
+                return std::abs(a) < std::abs(b);
+            }));
+        const double step = c.options.eightBit ? 1.0 / 128 : 1.0 / 32768;
+        EXPECT_LT(peak, 1.0 - step); // no sample reaches the end of the range
+        EXPECT_NEAR(20 * std::log10(peak), c.peak, c.options.eightBit ? 0.15 : 0.05);
+    }
+    const SoundLevels levels = measureSoundLevels(cut).value();
+    EXPECT_TRUE(levels.cutShort());
+    EXPECT_EQ(levels.framesRead, 1720);
+    EXPECT_EQ(levels.framesPromised, 44100);
+}
+
+// Events 0 and 1, a sound of no slot, and a click whose peak leaves little room.
+TEST(LevelMatch, EventsReachTheTargetKeepingTheirSoundsApartAndAllChangeOrNone)
+{
+    QTemporaryDir program;
+    const std::map<int, double> dbfs = {{0, -30}, {1, -36},  {2, -24},
+                                        {4, -12}, {80, -20}, {12, -40}};
+    SlotFileNames names;
+    for (const auto &[number, level] : dbfs) {
+        names.set(number, QString("ton%1.wav").arg(number));
+        writeSound(program.filePath(workingFileName(number)), SF_FORMAT_WAV | SF_FORMAT_PCM_16,
+                   DecoderSampleRate, 1, 1000, std::pow(10, level / 20));
+    }
+    std::vector<double> click(2 * DecoderSampleRate, 0.0);
+    click[100] = std::pow(10, -3 / 20.0);
+    writeSamples(program.filePath("12.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_U8, DecoderSampleRate, 1,
+                 click);
+    const auto loudness = [&](int number) {
+        return measureSoundLevels(program.filePath(workingFileName(number))).value().loudnessLufs;
+    };
+    const auto event0 = [&] { // the power mean of its three sounds
+        return 10 * std::log10((std::pow(10, loudness(0) / 10) + std::pow(10, loudness(1) / 10) +
+                                std::pow(10, loudness(2) / 10)) /
+                               3);
+    };
+    const double before01 = loudness(0) - loudness(1), before12 = loudness(1) - loudness(2);
+    const double medianOfFour = (event0() + loudness(80)) / 2; // the click's is the quietest
+
+    LevelMatchPlan plan = planLevelMatch(program.path(), names, -20).value();
+    ASSERT_EQ(plan.sounds.size(), 6);
+    const QByteArray untouched = readFile(program.filePath("4.wav"));
+    test::writeFile(program.filePath("1.wav"), "kein Ton mehr");
+    EXPECT_TRUE(applyLevelMatch(program.path(), plan).error().text.contains("1.wav"));
+    EXPECT_EQ(readFile(program.filePath("4.wav")), untouched);
+    EXPECT_FALSE(planLevelMatch(program.path(), names));
+
+    writeSound(program.filePath("1.wav"), SF_FORMAT_WAV | SF_FORMAT_PCM_16, DecoderSampleRate, 1,
+               1000, std::pow(10, -36 / 20.0));
+    plan = planLevelMatch(program.path(), names).value();
+    EXPECT_NEAR(plan.targetLufs, medianOfFour, 1e-6);
+    plan.setTarget(-20);
+    ASSERT_TRUE(applyLevelMatch(program.path(), plan));
+    for (const double lufs : {event0(), loudness(4), loudness(80)})
+        EXPECT_NEAR(lufs, -20, 0.5);
+    EXPECT_NEAR(loudness(0) - loudness(1), before01, 0.1);
+    EXPECT_NEAR(loudness(1) - loudness(2), before12, 0.1);
+    // The click could come up by 2 dB only: its peak then stands at -1 dBFS.
+    EXPECT_TRUE(plan.sounds.at(4).limited && plan.sounds.at(4).soundNumber == 12);
+    EXPECT_NEAR(measureSoundLevels(program.filePath("12.wav")).value().peakDbfs, -1, 0.1);
 }
 
 } // namespace

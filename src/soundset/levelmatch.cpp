@@ -1,0 +1,189 @@
+#include "soundset/levelmatch.h"
+
+#include "platform/filebatch.h"
+#include "platform/programfiles.h"
+#include "platform/soundfile.h"
+#include "soundset/soundtable.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <QDir>
+#include <vector>
+
+namespace klangor {
+
+namespace {
+
+// A working file has passed the decoder check (at most 5.9 s); this bounds what is read of
+// one that was replaced behind the program's back.
+constexpr qint64 MaxWorkingFrames = qint64(1) << 20;
+
+// The event of each sound number; -1 for those of no slot.
+std::array<int, SlotFileNames::Count> eventsOfSounds()
+{
+    std::array<int, SlotFileNames::Count> events;
+    events.fill(-1);
+    for (int event = 0; event < SoundTable::EventCount; ++event) {
+        for (int slot = 1; slot <= SoundTable::slotCount(event); ++slot)
+            events.at(static_cast<std::size_t>(*SoundTable::soundNumber(event, slot))) = event;
+    }
+    return events;
+}
+
+// The sounds that change together: an event's, or a sound of no slot alone.
+int groupOf(const LevelMatchSound &sound)
+{
+    return sound.event >= 0 ? sound.event : SoundTable::EventCount + sound.soundNumber;
+}
+
+struct GroupLevels
+{
+    double loudnessLufs; // power mean of its measurable sounds; -inf when none is
+    double peakDbfs;
+};
+
+std::map<int, GroupLevels> groupLevels(const QList<LevelMatchSound> &sounds)
+{
+    constexpr double none = -std::numeric_limits<double>::infinity();
+    std::map<int, std::pair<double, int>> power; // sum of 10^(L/10), count
+    std::map<int, GroupLevels> groups;
+    for (const LevelMatchSound &sound : sounds) {
+        auto [entry, fresh] = groups.try_emplace(groupOf(sound), GroupLevels{none, none});
+        entry->second.peakDbfs = std::max(entry->second.peakDbfs, sound.levels.peakDbfs);
+        if (std::isfinite(sound.levels.loudnessLufs)) {
+            auto &[sum, count] = power[groupOf(sound)];
+            sum += std::pow(10.0, sound.levels.loudnessLufs / 10);
+            ++count;
+        }
+    }
+    for (const auto &[group, sum] : power)
+        groups[group].loudnessLufs = 10 * std::log10(sum.first / sum.second);
+    return groups;
+}
+
+Result<std::vector<double>> workingSamples(const QString &path, bool &eightBit)
+{
+    const auto refused = [&](const QString &reason) {
+        return UserMessage(QStringLiteral("Der Sound „%1“ kann nicht angepasst werden: %2")
+                               .arg(QDir::toNativeSeparators(path), reason));
+    };
+    SoundFile sound;
+    if (const Status opened = sound.open(path); !opened)
+        return opened.error();
+    if (!sound.isSound() || sound.channels() != 1 ||
+        (sound.samples() != SoundFile::Samples::Unsigned8 &&
+         sound.samples() != SoundFile::Samples::Signed16))
+        return refused(QStringLiteral("Er ist kein Mono-Sound mit 8 oder 16 Bit."));
+    eightBit = sound.samples() == SoundFile::Samples::Unsigned8;
+    std::vector<double> samples(static_cast<std::size_t>(MaxWorkingFrames) + 1);
+    const qint64 got = sound.read(samples.data(), MaxWorkingFrames + 1);
+    if (got > MaxWorkingFrames)
+        return refused(QStringLiteral("Er ist zu lang."));
+    if (sound.damaged() || got <= 0)
+        return refused(QStringLiteral("Seine Tondaten sind beschädigt."));
+    samples.resize(static_cast<std::size_t>(got));
+    return samples;
+}
+
+} // namespace
+
+void LevelMatchPlan::setTarget(double lufs)
+{
+    targetLufs = lufs;
+    const std::map<int, GroupLevels> groups = groupLevels(sounds);
+    for (LevelMatchSound &sound : sounds) {
+        const GroupLevels &group = groups.at(groupOf(sound));
+        sound.gainDb = 0;
+        sound.limited = false;
+        if (!std::isfinite(group.loudnessLufs) || !std::isfinite(lufs))
+            continue;
+        sound.gainDb = lufs - group.loudnessLufs;
+        // Raised only as far as the peak allows; a sound already louder is never lowered
+        // for that.
+        const double headroom = NormalizedPeakDbfs - group.peakDbfs;
+        if (sound.gainDb > 0 && sound.gainDb > headroom) {
+            sound.gainDb = std::max(0.0, headroom);
+            sound.limited = true;
+        }
+    }
+}
+
+double LevelMatchPlan::medianLufs() const
+{
+    std::vector<double> loudness;
+    for (const auto &[group, levels] : groupLevels(sounds)) {
+        if (std::isfinite(levels.loudnessLufs))
+            loudness.push_back(levels.loudnessLufs);
+    }
+    if (loudness.empty())
+        return -std::numeric_limits<double>::infinity();
+    std::sort(loudness.begin(), loudness.end());
+    const std::size_t middle = loudness.size() / 2;
+    return loudness.size() % 2 ? loudness[middle] : (loudness[middle - 1] + loudness[middle]) / 2;
+}
+
+Result<LevelMatchPlan> planLevelMatch(const QString &programFolder, const SlotFileNames &names,
+                                      std::optional<double> targetLufs,
+                                      const ConversionProgress &progress)
+{
+    const std::array<int, SlotFileNames::Count> events = eventsOfSounds();
+    int assigned = 0;
+    for (int n = 0; n <= SlotFileNames::UpperBound; ++n)
+        assigned += names.isAssigned(n);
+    LevelMatchPlan plan;
+    for (int n = 0; n <= SlotFileNames::UpperBound; ++n) {
+        if (!names.isAssigned(n))
+            continue;
+        const Result<SoundLevels> levels =
+            measureSoundLevels(QDir(programFolder).filePath(workingFileName(n)));
+        if (!levels)
+            return levels.error();
+        plan.sounds.append(
+            {n, events.at(static_cast<std::size_t>(n)), names.at(n), levels.value()});
+        if (progress && !progress(double(plan.sounds.size()) / assigned))
+            return UserMessage(QStringLiteral("Die Messung der Sounds wurde abgebrochen."));
+    }
+    plan.setTarget(targetLufs ? *targetLufs : plan.medianLufs());
+    return plan;
+}
+
+Result<QByteArray> levelMatchedWave(const QString &programFolder, const LevelMatchSound &sound)
+{
+    bool eightBit = false;
+    Result<std::vector<double>> samples =
+        workingSamples(QDir(programFolder).filePath(workingFileName(sound.soundNumber)), eightBit);
+    if (!samples)
+        return samples.error();
+    const double gain = std::pow(10.0, sound.gainDb / 20);
+    for (double &v : samples.value())
+        v *= gain;
+    return decoderWaveBytes(samples.value(), eightBit);
+}
+
+Status applyLevelMatch(const QString &programFolder, const LevelMatchPlan &plan,
+                       const ConversionProgress &progress)
+{
+    QList<std::pair<QString, QByteArray>> files;
+    for (const LevelMatchSound &sound : plan.sounds) {
+        if (sound.gainDb != 0) {
+            const Result<QByteArray> bytes = levelMatchedWave(programFolder, sound);
+            if (!bytes)
+                return bytes.error();
+            files.append({workingFileName(sound.soundNumber), bytes.value()});
+        }
+        if (progress && !progress(double(files.size()) / plan.sounds.size()))
+            return UserMessage(QStringLiteral("Das Angleichen wurde abgebrochen; die Sounds sind "
+                                              "unverändert."));
+    }
+    if (files.isEmpty())
+        return {};
+    FileBatch batch(programFolder);
+    if (const Status staged = batch.stage(files); !staged)
+        return staged.error();
+    return batch.commit();
+}
+
+} // namespace klangor

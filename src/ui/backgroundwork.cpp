@@ -16,6 +16,7 @@ bool runWithProgress(QWidget *parent, const QString &title, const QString &label
     constexpr int Steps = 1000;
     std::atomic<bool> cancelled = false;
     std::atomic<int> done = 0;
+    bool stopped = false; // the work was told to stop; only its thread touches this
     QProgressDialog progress(label, QStringLiteral("Abbrechen"), 0, Steps, parent);
     progress.setObjectName(QStringLiteral("Fortschritt"));
     progress.setWindowTitle(title);
@@ -29,7 +30,8 @@ bool runWithProgress(QWidget *parent, const QString &title, const QString &label
     const std::unique_ptr<QThread> thread(QThread::create([&] {
         work([&](double share) {
             done = static_cast<int>(std::clamp(share, 0.0, 1.0) * Steps);
-            return !cancelled;
+            stopped = stopped || cancelled;
+            return !stopped;
         });
     }));
     QEventLoop loop;
@@ -47,7 +49,8 @@ bool runWithProgress(QWidget *parent, const QString &title, const QString &label
     tick.start();
     loop.exec();
     thread->wait(); // it has finished; this only joins it
-    return !cancelled;
+    // A cancel that came too late for the work leaves its result standing: it is on disk.
+    return !stopped;
 }
 
 } // namespace klangor

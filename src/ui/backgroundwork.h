@@ -12,8 +12,8 @@ namespace klangor {
 
 // Runs work on a thread of its own while the window's thread keeps answering: a progress dialog
 // over parent (shown once the work takes longer than half a second) follows the share the work
-// reports and offers "Abbrechen", which makes the next report return false. True when the work
-// ran to its end without being cancelled. work must touch nothing of the window.
+// reports and offers "Abbrechen", which makes the next report return false. False when the work
+// was told so; its result then counts for nothing. work must touch nothing of the window.
 bool runWithProgress(QWidget *parent, const QString &title, const QString &label,
                      const std::function<void(const ConversionProgress &)> &work);
 

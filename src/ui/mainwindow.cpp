@@ -16,6 +16,7 @@
 #include "ui/aboutdialog.h"
 #include "ui/backgroundwork.h"
 #include "ui/conversiondialog.h"
+#include "ui/levelmatchdialog.h"
 #include "ui/soundwait.h"
 #include "ui/widgets.h"
 
@@ -273,6 +274,7 @@ void Form1::createActions()
     m_offnen = action("Offnen", "Öff&nen");
     m_speichern = action("Speichern", "&Speichern");
     m_speichernunter = action("Speichernunter", "Speicher unter...");
+    m_angleichen = action("Angleichen", "Lautstärke der Sounds angleichen...");
     m_ende = action("Ende", "&Ende");
     m_info = action("Info", "&Info");
     m_umwandeln = action("Umwandeln", "Für den Decoder umwandeln...");
@@ -285,6 +287,8 @@ void Form1::createMenus()
     datei->addAction(m_offnen);
     datei->addAction(m_speichern);
     datei->addAction(m_speichernunter);
+    datei->addSeparator();
+    datei->addAction(m_angleichen);
     datei->addSeparator();
     datei->addAction(m_ende);
     // "&Info" is a command of its own on the menu bar.
@@ -336,6 +340,7 @@ void Form1::connectControls()
     connect(m_offnen, &QAction::triggered, this, &Form1::Offnen_Click);
     connect(m_speichern, &QAction::triggered, this, &Form1::Speichern_Click);
     connect(m_speichernunter, &QAction::triggered, this, &Form1::Speichernunter_Click);
+    connect(m_angleichen, &QAction::triggered, this, &Form1::Angleichen_Click);
     connect(m_ende, &QAction::triggered, this, &Form1::Ende_Click);
     connect(m_info, &QAction::triggered, this, &Form1::Info_Click);
 }
@@ -844,6 +849,44 @@ void Form1::Speichern_Click()
 void Form1::Speichernunter_Click()
 {
     m_projects->saveAs();
+}
+
+// Brings the assigned sounds to one loudness in their working files; the project file keeps the
+// old ones until it is saved.
+void Form1::Angleichen_Click()
+{
+    const QString title = u"Lautstärke der Sounds angleichen"_s;
+    const std::optional<Result<LevelMatchPlan>> plan = runWithProgress<Result<LevelMatchPlan>>(
+        this, title, u"Die Sounds werden gemessen..."_s,
+        [folder = m_services.programFolder, names = m_slotFileNames](const ConversionProgress &p) {
+            return planLevelMatch(folder, names, std::nullopt, p);
+        });
+    if (!plan)
+        return;
+    if (!*plan) {
+        m_services.messages->show(plan->error());
+        return;
+    }
+    if (plan->value().sounds.isEmpty()) {
+        m_services.messages->show(
+            {u"Es ist noch kein Sound zugewiesen."_s, title, MessageIcon::None});
+        return;
+    }
+    LevelMatchDialog dialog(plan->value(), m_services.programFolder, *m_services.sound,
+                            *m_services.messages, this);
+    const int answer = dialog.exec();
+    m_services.sound->StopSound(); // a preview, or a loop of a file about to change
+    ResetLoopButtons();
+    setMousePointer(MousePointer::Idle);
+    if (answer != QDialog::Accepted)
+        return;
+    const std::optional<Status> applied = runWithProgress<Status>(
+        this, title, u"Die Sounds werden angeglichen..."_s,
+        [folder = m_services.programFolder, matched = dialog.plan()](const ConversionProgress &p) {
+            return applyLevelMatch(folder, matched, p);
+        });
+    if (applied && !*applied)
+        m_services.messages->show(applied->error());
 }
 
 void Form1::Info_Click()

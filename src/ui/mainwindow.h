@@ -112,6 +112,7 @@ public slots:
     void Offnen_Click();
     void Speichern_Click();
     void Speichernunter_Click();
+    void Angleichen_Click();
     void Ende_Click();
     void Info_Click();
 
@@ -185,6 +186,7 @@ private:
     QAction *m_offnen = nullptr;
     QAction *m_speichern = nullptr;
     QAction *m_speichernunter = nullptr;
+    QAction *m_angleichen = nullptr;
     QAction *m_ende = nullptr;
     QAction *m_info = nullptr;
     QAction *m_umwandeln = nullptr;

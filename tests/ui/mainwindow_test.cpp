@@ -9,10 +9,12 @@
 #include "support/fakeservices.h"
 #include "support/printers.h"
 #include "support/wavwriter.h"
+#include "ui/levelmatchdialog.h"
 #include "ui/widgets.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <map>
 #include <QAction>
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -246,15 +248,16 @@ TEST_F(MainWindow, ContextMenuConvertsTheFileForTheDecoderAndASlotTakesTheResult
     EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
-// A second of a quiet tone in Ogg Vorbis, a format the program itself never writes.
-void writeOgg(const QString &path)
+// A second of a tone in one of libsndfile's formats (most of them the program never writes).
+void writeTone(const QString &path, int format = SF_FORMAT_OGG | SF_FORMAT_VORBIS,
+               double amplitude = 0.3, int rate = 44100)
 {
-    SF_INFO info{0, 44100, 1, SF_FORMAT_OGG | SF_FORMAT_VORBIS, 0, 0};
+    SF_INFO info{0, rate, 1, format, 0, 0};
     SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
     ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
-    std::vector<double> tone(44100);
+    std::vector<double> tone(static_cast<std::size_t>(rate));
     for (std::size_t i = 0; i < tone.size(); ++i)
-        tone[i] = 0.3 * std::sin(static_cast<double>(i) / 10);
+        tone[i] = amplitude * std::sin(static_cast<double>(i) / 5);
     sf_writef_double(file, tone.data(), static_cast<sf_count_t>(tone.size()));
     sf_close(file);
 }
@@ -264,7 +267,7 @@ void writeOgg(const QString &path)
 // alone as the user answers.
 TEST_F(MainWindow, SlotDoubleClickConvertsASoundFileAndAsksBeforeReplacingAnOutput)
 {
-    writeOgg(soundFile("pfiff.ogg"));
+    writeTone(soundFile("pfiff.ogg"));
     m_window->Dir1_Change();
     QString answer;
     QTimer answering; // the dialogs ask from their own event loops
@@ -317,10 +320,46 @@ TEST_F(MainWindow, FileListFollowsTheFolderOnDisk)
     const auto listed = [list](const QString &name) {
         return !list->findItems(name, Qt::MatchExactly).isEmpty();
     };
-    writeOgg(soundFile("neu.ogg"));
+    writeTone(soundFile("neu.ogg"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return listed("neu.ogg"); }, 10000));
     ASSERT_TRUE(QFile::remove(soundFile("horn.wav")));
     EXPECT_TRUE(QTest::qWaitFor([&] { return !listed("horn.wav"); }, 10000));
+}
+
+// "Lautstärke der Sounds angleichen...": the dialog plays a sound as it would become, and its
+// "Angleichen" writes the working files as its plan shows them.
+TEST_F(MainWindow, AngleichenPreviewsAndAppliesTheShownPlan)
+{
+    for (const auto &[name, amplitude] : {std::pair{"laut.wav", 0.5}, {"leise.wav", 0.02}})
+        writeTone(soundFile(name), SF_FORMAT_WAV | SF_FORMAT_PCM_16, amplitude, 11025);
+    m_window->Dir1_Change();
+    assign(1, "laut.wav");
+    selectEvent(1);
+    assign(1, "leise.wav");
+    std::map<int, QByteArray> expected;
+    QTimer answering;
+    answering.callOnTimeout([&] {
+        auto *dialog = qobject_cast<LevelMatchDialog *>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        answering.stop();
+        m_sound.calls.clear();
+        dialog->findChild<QPushButton *>("Nachher")->click();
+        const LevelMatchPlan &plan = dialog->plan();
+        ASSERT_EQ(plan.sounds.size(), 2);
+        EXPECT_EQ(readFile(m_sound.calls.value(0).mid(5)),
+                  levelMatchedWave(m_program.path(), plan.sounds[0]).value());
+        for (const LevelMatchSound &sound : plan.sounds) {
+            EXPECT_NE(sound.gainDb, 0) << sound.name.toStdString();
+            expected[sound.soundNumber] = levelMatchedWave(m_program.path(), sound).value();
+        }
+        dialog->findChild<QPushButton *>("Anwenden")->click();
+    });
+    answering.start(10);
+    control<QAction>("Angleichen")->trigger();
+    ASSERT_EQ(expected.size(), 2u);
+    for (const auto &[number, bytes] : expected)
+        EXPECT_EQ(readFile(m_program.filePath(QString("%1.wav").arg(number))), bytes) << number;
 }
 
 // Each step: a click, then the captions of Test1..Test5 and the sound calls; the pointer is busy

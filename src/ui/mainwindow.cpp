@@ -14,6 +14,7 @@
 #include "soundset/wavecheck.h"
 #include "soundset/wavefolder.h"
 #include "ui/aboutdialog.h"
+#include "ui/backgroundwork.h"
 #include "ui/conversiondialog.h"
 #include "ui/soundwait.h"
 #include "ui/widgets.h"
@@ -757,6 +758,11 @@ public:
     {
         if (m_window.m_services.messages)
             m_window.m_services.messages->show(message);
+    }
+    void runLongWork(const QString &text,
+                     const std::function<void(const ConversionProgress &)> &work) override
+    {
+        runWithProgress(&m_window, QStringLiteral("Sound Projekt"), text, work);
     }
 
 private:

@@ -1,6 +1,7 @@
 #include "ui/conversiondialog.h"
 
 #include "soundset/wavecheck.h"
+#include "ui/qtmessagepresenter.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
@@ -18,11 +19,12 @@ ConversionDialog::ConversionDialog(const QString &fileName, double seconds, QWid
     setObjectName(QStringLiteral("ConversionDialog"));
     setWindowTitle(QStringLiteral("Für den Decoder umwandeln"));
     auto *layout = new QVBoxLayout(this);
-    auto *text =
-        new QLabel(QStringLiteral("„%1“ (%2 s) wird in einen Mono-Sound mit 11025 Hz umgewandelt; "
-                                  "das Original bleibt, wie es ist.")
-                       .arg(fileName, QLocale(QLocale::German).toString(seconds, 'f', 1)),
-                   this);
+    auto *text = new QLabel(
+        QStringLiteral("„%1“ (%2 s) wird in einen Mono-Sound mit 11025 Hz umgewandelt; "
+                       "das Original bleibt, wie es ist.")
+            .arg(screenSizedText(fileName), QLocale(QLocale::German).toString(seconds, 'f', 1)),
+        this);
+    text->setTextFormat(Qt::PlainText);
     text->setWordWrap(true);
     text->setMinimumWidth(320);
     layout->addWidget(text);

@@ -1,9 +1,31 @@
 #include "platform/soundfile.h"
 
+#include "common/riffchunks.h"
+
 #include <map>
 #include <sndfile.h>
 
 namespace klangor {
+
+namespace {
+
+// libsndfile walks a WAV's chunks to its data chunk without limit; a file with millions of
+// empty chunks before it is no sound, and is not handed over.
+bool tooManyChunks(QIODevice &file)
+{
+    const QByteArray header = file.read(12);
+    if (header.size() < 12 || header.mid(8, 4) != "WAVE" ||
+        !(header.startsWith("RIFF") || header.startsWith("RIFX") || header.startsWith("RF64")))
+        return false;
+    RiffChunks chunks(file);
+    while (const auto chunk = chunks.next()) {
+        if (chunk->id == "data")
+            return false;
+    }
+    return chunks.tooMany();
+}
+
+} // namespace
 
 // libsndfile reads the file through these callbacks, at a position of its own.
 struct SoundFile::Open
@@ -55,6 +77,8 @@ Status SoundFile::open(const QString &path)
     m_open = std::make_unique<Open>();
     if (const Status opened = m_open->file.openFile(path); !opened)
         return opened;
+    if (tooManyChunks(m_open->file))
+        return {};
     SF_VIRTUAL_IO io{Open::length, Open::seek, Open::read, Open::write, Open::tell};
     m_open->sound = sf_open_virtual(&io, SFM_READ, &m_open->info, m_open.get());
     return {};

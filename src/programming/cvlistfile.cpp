@@ -7,13 +7,6 @@
 
 namespace klangor {
 
-namespace {
-
-// A CV list is a few kilobytes of text; this only keeps a wrong file from filling the memory.
-constexpr qint64 kMaxCvFileBytes = qint64(16) << 20;
-
-} // namespace
-
 QString cvTextFromBytes(const QByteArray &bytes)
 {
     if (isRtf(bytes))
@@ -25,7 +18,7 @@ QString cvTextFromBytes(const QByteArray &bytes)
 
 Result<QString> loadCvText(const QString &path)
 {
-    const Result<QByteArray> bytes = readRegularFile(path, kMaxCvFileBytes);
+    const Result<QByteArray> bytes = readRegularFile(path, MaxCvFileBytes);
     if (!bytes)
         return bytes.error();
     return cvTextFromBytes(bytes.value());

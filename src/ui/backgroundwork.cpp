@@ -1,9 +1,12 @@
 #include "ui/backgroundwork.h"
 
+#include "ui/qtmessagepresenter.h"
+
 #include <algorithm>
 #include <atomic>
 #include <memory>
 #include <QEventLoop>
+#include <QLabel>
 #include <QProgressDialog>
 #include <QThread>
 #include <QTimer>
@@ -19,6 +22,10 @@ bool runWithProgress(QWidget *parent, const QString &title, const QString &label
     bool stopped = false; // the work was told to stop; only its thread touches this
     QProgressDialog progress(label, QStringLiteral("Abbrechen"), 0, Steps, parent);
     progress.setObjectName(QStringLiteral("Fortschritt"));
+    // The label may name a file: plain text, cut to fit the screen.
+    auto *text = new QLabel(screenSizedText(label));
+    text->setTextFormat(Qt::PlainText);
+    progress.setLabel(text);
     progress.setWindowTitle(title);
     progress.setWindowModality(Qt::WindowModal);
     progress.setMinimumDuration(500); // short work ends before it would show

@@ -1,6 +1,7 @@
 #include "ui/conversiondialog.h"
 
 #include "soundset/wavecheck.h"
+#include "ui/qtmessagepresenter.h"
 
 #include <QCheckBox>
 #include <QDialogButtonBox>
@@ -33,7 +34,7 @@ ConversionDialog::ConversionDialog(const QString &fileName, const SoundLevels &l
     };
     addText(QStringLiteral("„%1“ (%2 s) wird in einen Mono-Sound mit 11025 Hz umgewandelt; "
                            "das Original bleibt, wie es ist.")
-                .arg(fileName, QLocale(QLocale::German).toString(seconds, 'f', 1)),
+                .arg(screenSizedText(fileName), QLocale(QLocale::German).toString(seconds, 'f', 1)),
             "Beschreibung");
     addText(QStringLiteral("Spitze: %1 dBFS, Lautheit: %2 LUFS")
                 .arg(levelText(levels.peakDbfs), levelText(levels.loudnessLufs)),
@@ -81,12 +82,13 @@ ExistingFileChoice askAboutExistingFile(QWidget *parent, const QString &path,
                                         const QString &newName)
 {
     const QFileInfo file(path);
-    QMessageBox box(
-        QMessageBox::Question, QStringLiteral("Für den Decoder umwandeln"),
-        QStringLiteral("„%1“ gibt es in „%2“ schon.\n\nSoll die Datei ersetzt werden, "
-                       "soll der neue Sound „%3“ heißen, oder wird abgebrochen?")
-            .arg(file.fileName(), QDir::toNativeSeparators(file.absolutePath()), newName),
-        QMessageBox::NoButton, parent);
+    QMessageBox box(QMessageBox::Question, QStringLiteral("Für den Decoder umwandeln"),
+                    QStringLiteral("„%1“ gibt es in „%2“ schon.\n\nSoll die Datei ersetzt werden, "
+                                   "soll der neue Sound „%3“ heißen, oder wird abgebrochen?")
+                        .arg(screenSizedText(file.fileName()),
+                             screenSizedText(QDir::toNativeSeparators(file.absolutePath())),
+                             screenSizedText(newName)),
+                    QMessageBox::NoButton, parent);
     box.setObjectName(QStringLiteral("ErsetzenFrage"));
     box.setTextFormat(Qt::PlainText);
     QPushButton *replace = box.addButton(QStringLiteral("Ersetzen"), QMessageBox::DestructiveRole);

@@ -172,6 +172,7 @@ void Form1::createControls()
     m_abbrechen = place(new QPushButton(u"Abbrechen"_s, client), "Abbrechen", {192, 464, 177, 33});
 
     m_label2 = place(new QLabel(client), "Label2", {200, 512, 393, 33});
+    m_label2->setTextFormat(Qt::PlainText);
     // 18 points where every status text fits; a wider system font gets a smaller size.
     QFont statusFont = m_label2->font();
     statusFont.setBold(true);
@@ -218,6 +219,7 @@ void Form1::createControls()
 
     QGroupBox *frame3 = frame("Frame3", "Sound Definition", client, {472, 8, 313, 65});
     m_label1 = place(new QLabel(frame3), "Label1", {8, 24, 297, 33});
+    m_label1->setTextFormat(Qt::PlainText);
     m_label1->setWordWrap(true);
     QFont eventFont = m_label1->font();
     eventFont.setBold(true);
@@ -613,7 +615,8 @@ bool Form1::eventFilter(QObject *watched, QEvent *event)
     if (event->type() == QEvent::ToolTip) {
         for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
             if (watched == m_comPorts[static_cast<std::size_t>(port - 1)])
-                m_comPorts[static_cast<std::size_t>(port - 1)]->setToolTip(portToolTip(port));
+                m_comPorts[static_cast<std::size_t>(port - 1)]->setToolTip(
+                    Qt::convertFromPlainText(portToolTip(port), Qt::WhiteSpaceNoWrap));
         }
     }
     return QMainWindow::eventFilter(watched, event);
@@ -819,6 +822,11 @@ public:
     {
         if (m_window.m_services.messages)
             m_window.m_services.messages->show(message);
+    }
+    void runLongWork(const QString &text,
+                     const std::function<void(const ConversionProgress &)> &work) override
+    {
+        runWithProgress(&m_window, QStringLiteral("Sound Projekt"), text, work);
     }
 
 private:

@@ -37,6 +37,7 @@
 #include <QStyleOptionButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextDocumentFragment>
 #include <QTextEdit>
 #include <QTimer>
 #include <sndfile.h>
@@ -506,7 +507,10 @@ TEST_F(MainWindow, ComButtonsChooseTheAdapterAndShowWhereTheyLead)
     const auto toolTip = [this](const QString &button) {
         QHelpEvent hover(QEvent::ToolTip, {5, 5}, {});
         QApplication::sendEvent(control(button), &hover);
-        return control(button)->toolTip().section('\n', 0, 0);
+        // Shown as plain text: the device names are escaped into a paragraph.
+        return QTextDocumentFragment::fromHtml(control(button)->toolTip())
+            .toPlainText()
+            .section('\n', 0, 0);
     };
     EXPECT_TRUE(toolTip("Option4").startsWith("Es sind 2 USB-Seriell-Adapter"));
     emit control("Option4")->customContextMenuRequested({5, 5});

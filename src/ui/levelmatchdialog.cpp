@@ -71,7 +71,7 @@ LevelMatchDialog::LevelMatchDialog(LevelMatchPlan plan, QString programFolder, S
     m_target->setSuffix(QStringLiteral(" LUFS"));
     m_target->setValue(std::isfinite(m_plan.targetLufs) ? m_plan.targetLufs : DefaultTargetLufs);
     targetRow->addWidget(m_target);
-    auto *median = new QPushButton(QStringLiteral("Mittelwert der Ereignisse"), this);
+    auto *median = new QPushButton(QStringLiteral("Median der Ereignisse"), this);
     median->setObjectName(QStringLiteral("Median"));
     median->setEnabled(std::isfinite(m_plan.medianLufs()));
     targetRow->addWidget(median);
@@ -120,6 +120,9 @@ LevelMatchDialog::LevelMatchDialog(LevelMatchPlan plan, QString programFolder, S
         ->setObjectName(QStringLiteral("Anwenden"));
     buttons->addButton(QStringLiteral("Abbrechen"), QDialogButtonBox::RejectRole);
     layout->addWidget(buttons);
+    // Enter in the target box must not rewrite the working files.
+    for (QPushButton *button : findChildren<QPushButton *>())
+        button->setAutoDefault(false);
 
     connect(m_target, &QDoubleSpinBox::valueChanged, this, [this](double lufs) {
         m_plan.setTarget(lufs);

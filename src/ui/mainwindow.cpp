@@ -456,19 +456,23 @@ void Form1::Slot_DblClick(int k)
     const QString entry = m_list1->selectedEntry();
     if (entry.isEmpty())
         return;
-    if (!needsConversion(entry)) {
+    if (needsConversion(entry))
+        convertAndAssign(k, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
+    else
         assignToSlot(k, entry, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
-        return;
-    }
-    // Another sound file becomes a decoder WAV first; the slot takes that as a dropped file.
-    const std::optional<QString> converted =
-        convertInWindow(pathInFolder(m_browseFolder, entry), entry);
+}
+
+// Another sound file becomes a decoder WAV first; the slot takes that as a dropped file, by its
+// bare name when it lies in the browsed folder.
+void Form1::convertAndAssign(int k, const QString &source, AssignWay way)
+{
+    const std::optional<QString> converted = convertInWindow(source, QFileInfo(source).fileName());
     if (!converted)
         return;
     relistBrowseFolder();
     const QFileInfo output(*converted);
     const bool beside = output.absolutePath() == m_browseFolder;
-    assignToSlot(k, beside ? output.fileName() : *converted, *converted, AssignWay::DoubleClick);
+    assignToSlot(k, beside ? output.fileName() : *converted, *converted, way);
 }
 
 // Conversion for the decoder: the user's explicit step; the check and assignment stay as they are.
@@ -556,8 +560,19 @@ void Form1::showConvertedFile(const QString &path)
 
 void Form1::Slot_OLEDragDrop(int k, const DropPayload &payload)
 {
-    if (const auto choice = chooseDrop(payload, m_browseFolder))
+    std::optional<DropChoice> choice = chooseDrop(payload, m_browseFolder);
+    if (!choice && !payload.files.isEmpty() && needsConversion(payload.files.first()))
+        choice = DropChoice{payload.files.first(), payload.files.first()};
+    if (!choice)
+        return;
+    if (!needsConversion(choice->sourcePath)) {
         assignToSlot(k, choice->slotText, choice->sourcePath, AssignWay::Drop);
+        return;
+    }
+    // The conversion's dialogs wait until the drop has ended: its source waits for the answer.
+    QTimer::singleShot(0, this, [this, k, source = choice->sourcePath] {
+        convertAndAssign(k, source, AssignWay::Drop);
+    });
 }
 
 void Form1::Option1_Click()

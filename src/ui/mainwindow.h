@@ -137,6 +137,7 @@ private:
     void showConvertedFile(const QString &path);
     // Lists the browsed folder again, keeping the selection.
     void relistBrowseFolder();
+    void convertAndAssign(int k, const QString &source, AssignWay way);
     // Measures source, asks how to convert it and where an output exists what becomes of it,
     // then converts it off the window's thread. The output's path, or nullopt when the user
     // cancelled or a message has told why there is none.

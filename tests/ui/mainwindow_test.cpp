@@ -287,13 +287,14 @@ TEST_F(MainWindow, SlotDoubleClickConvertsASoundFileAndAsksBeforeReplacingAnOutp
     struct Case
     {
         QString answer, slotText;
-        bool replaced;
+        bool replaced, dropped = false;
     };
     const Case cases[] = {
         {"", "pfiff_decoder.wav", true}, // nothing there: no question
         {"Ersetzen", "pfiff_decoder.wav", true},
         {"Neuer Name", "pfiff_decoder (2).wav", false},
         {"Abbrechen", "", false},
+        {"Ersetzen", "pfiff_decoder.wav", true, true}, // a file manager's drop
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.answer.toStdString());
@@ -302,7 +303,12 @@ TEST_F(MainWindow, SlotDoubleClickConvertsASoundFileAndAsksBeforeReplacingAnOutp
         if (!c.answer.isEmpty())
             writeFile(soundFile("pfiff_decoder.wav"), mine);
         answer = c.answer;
-        assign(1, "pfiff.ogg");
+        if (c.dropped) {
+            emit control<SlotBox>("Slot1")->dropped({std::nullopt, {soundFile("pfiff.ogg")}});
+            EXPECT_TRUE(QTest::qWaitFor([&] { return !slotText(1).isEmpty(); }));
+        } else {
+            assign(1, "pfiff.ogg");
+        }
         EXPECT_EQ(slotText(1), c.slotText);
         EXPECT_EQ(m_window->slotFileNames().at(0), c.slotText);
         EXPECT_EQ(readFile(soundFile("pfiff_decoder.wav")) != mine, c.replaced);

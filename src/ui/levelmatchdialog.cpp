@@ -5,6 +5,7 @@
 #include "platform/safefile.h"
 #include "playback/soundservice.h"
 #include "soundset/soundtable.h"
+#include "ui/backgroundwork.h"
 
 #include <cmath>
 #include <QDialogButtonBox>
@@ -170,17 +171,20 @@ void LevelMatchDialog::listenAfter()
     const LevelMatchSound *s = selectedSound();
     if (!s)
         return;
-    const Result<QByteArray> wave = levelMatchedWave(m_programFolder, *s);
-    if (!wave) {
-        m_messages.show(wave.error());
-        return;
-    }
     const QString preview = m_previews.filePath(QStringLiteral("%1.wav").arg(s->soundNumber));
-    if (const Status written = writeFileSafely(preview, wave.value()); !written) {
-        m_messages.show(written.error());
-        return;
-    }
-    m_sound.PlaySoundOnce(preview);
+    // Reading, changing and writing a sound of up to 4 MB is no work for the window's thread.
+    const std::optional<Status> made = runWithProgress<Status>(
+        this, windowTitle(), QStringLiteral("Der Sound wird vorbereitet..."),
+        [folder = m_programFolder, sound = *s, preview](const ConversionProgress &) -> Status {
+            const Result<QByteArray> wave = levelMatchedWave(folder, sound);
+            if (!wave)
+                return wave.error();
+            return writeFileSafely(preview, wave.value());
+        });
+    if (made && !*made)
+        m_messages.show(made->error());
+    else if (made)
+        m_sound.PlaySoundOnce(preview);
 }
 
 } // namespace klangor

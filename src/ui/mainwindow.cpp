@@ -42,6 +42,7 @@
 #include <QStorageInfo>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QThread>
 #include <QTimer>
 
 namespace klangor {
@@ -125,7 +126,14 @@ Form1::Form1(const WindowServices &services, QWidget *parent)
     Form_Load();
 }
 
-Form1::~Form1() = default;
+Form1::~Form1()
+{
+    // A header check of the file list still running reads no more and is let finish.
+    for (QThread *thread : findChildren<QThread *>(Qt::FindDirectChildrenOnly)) {
+        thread->requestInterruption();
+        thread->wait();
+    }
+}
 
 void Form1::createControls()
 {
@@ -408,7 +416,37 @@ void Form1::Dir1_Change()
 
 void Form1::relistBrowseFolder()
 {
-    m_list1->setEntries(listSoundFiles(m_browseFolder).value_or(QList<SoundFileEntry>()));
+    const QList<SoundFileEntry> entries =
+        listSoundFiles(m_browseFolder).value_or(QList<SoundFileEntry>());
+    m_list1->setEntries(entries);
+
+    // A WAV file the check would refuse is set apart too, with the reason and the way to the
+    // conversion; its header is read off the window's thread (the folder may be a slow stick).
+    QStringList waves;
+    for (const SoundFileEntry &entry : entries) {
+        if (!entry.needsConversion)
+            waves.append(entry.name);
+    }
+    if (waves.isEmpty())
+        return;
+    const int listing = ++m_listing;
+    auto reasons = std::make_shared<QMap<QString, QString>>();
+    QThread *thread = QThread::create([folder = m_browseFolder, waves, reasons] {
+        for (const QString &name : waves) {
+            if (QThread::currentThread()->isInterruptionRequested())
+                return;
+            const Status fits = judgeWaveHeader(readWaveHeader(pathInFolder(folder, name)), {});
+            if (!fits)
+                reasons->insert(name, fits.error().text);
+        }
+    });
+    thread->setParent(this);
+    connect(thread, &QThread::finished, this, [this, thread, reasons, listing] {
+        if (listing == m_listing)
+            m_list1->markUnfit(*reasons);
+        thread->deleteLater();
+    });
+    thread->start();
 }
 
 void Form1::List3_Click()

@@ -195,6 +195,8 @@ private:
     QMenu *m_comMenu = nullptr;                    // the adapters for one of the Com buttons
     QFileSystemWatcher *m_folderWatcher = nullptr; // the browsed folder, for the file list
     QTimer *m_relistTimer = nullptr;               // one listing for a burst of changes on disk
+    // Counts the listings: a header check that ends after a newer listing is dropped.
+    int m_listing = 0;
     frmAbout *m_about = nullptr;
 
     friend class ProjectHostAdapter;

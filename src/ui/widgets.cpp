@@ -52,29 +52,45 @@ WaveFileListBox::WaveFileListBox(QWidget *parent) : QListWidget(parent)
     setSelectionMode(QAbstractItemView::SingleSelection);
 }
 
+namespace {
+
+void setApart(QListWidgetItem &item, const QString &why)
+{
+    QFont marked = item.listWidget()->font();
+    marked.setItalic(true);
+    item.setFont(marked);
+    item.setForeground(QColor(0x9c, 0x4a, 0x00));
+    item.setToolTip(item.text() + u'\n' + why);
+}
+
+} // namespace
+
 void WaveFileListBox::setEntries(const QList<SoundFileEntry> &entries)
 {
     const QString selected = selectedEntry();
     const int scrolled = verticalScrollBar()->value();
     clear();
-    QFont marked = font();
-    marked.setItalic(true);
     for (const SoundFileEntry &entry : entries) {
         auto *item = new QListWidgetItem(entry.name, this);
         item->setData(NeedsConversionRole, entry.needsConversion);
-        if (entry.needsConversion) {
-            item->setFont(marked);
-            item->setForeground(QColor(0x9c, 0x4a, 0x00));
-            item->setToolTip(entry.name +
-                             QStringLiteral("\nWird für den Decoder umgewandelt, bevor ein Slot "
-                                            "ihn übernimmt."));
-        } else {
-            item->setToolTip(entry.name);
-        }
+        item->setToolTip(entry.name);
+        if (entry.needsConversion)
+            setApart(*item, QStringLiteral("Wird für den Decoder umgewandelt, bevor ein Slot ihn "
+                                           "übernimmt."));
         if (entry.name == selected)
             setCurrentItem(item);
     }
     verticalScrollBar()->setValue(scrolled);
+}
+
+void WaveFileListBox::markUnfit(const QMap<QString, QString> &reasons)
+{
+    for (int row = 0; row < count(); ++row) {
+        QListWidgetItem *entry = item(row);
+        if (const auto reason = reasons.constFind(entry->text()); reason != reasons.constEnd())
+            setApart(*entry,
+                     *reason + QStringLiteral("\nRechtsklick: Für den Decoder umwandeln..."));
+    }
 }
 
 QString WaveFileListBox::selectedEntry() const

@@ -9,6 +9,7 @@
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMap>
 #include <QWidget>
 
 namespace klangor {
@@ -44,6 +45,8 @@ public:
     explicit WaveFileListBox(QWidget *parent = nullptr);
     // Shows entries; the selected name and the scroll position stay where they still can.
     void setEntries(const QList<SoundFileEntry> &entries);
+    // Sets apart WAV files that the decoder check refuses, each with why (name -> reason).
+    void markUnfit(const QMap<QString, QString> &reasons);
     // The selected entry, "" when none is selected.
     QString selectedEntry() const;
 

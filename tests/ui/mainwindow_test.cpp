@@ -320,13 +320,20 @@ TEST_F(MainWindow, SlotDoubleClickConvertsASoundFileAndAsksBeforeReplacingAnOutp
     EXPECT_TRUE(m_messages.shown.isEmpty());
 }
 
-// A sound saved into the browsed folder by another program shows up, one deleted goes.
-TEST_F(MainWindow, FileListFollowsTheFolderOnDisk)
+// A sound saved into the browsed folder by another program shows up, one deleted goes; a WAV
+// file the check refuses is set apart with the check's reason once its header has been read.
+TEST_F(MainWindow, FileListFollowsTheFolderOnDiskAndSetsApartRefusedWavs)
 {
     auto *list = control<QListWidget>("List1");
     const auto listed = [list](const QString &name) {
         return !list->findItems(name, Qt::MatchExactly).isEmpty();
     };
+    const auto toolTip = [list](const QString &name) {
+        return list->findItems(name, Qt::MatchExactly).value(0)->toolTip();
+    };
+    const QString refusal = WaveChecker(m_wave).CheckWaveFile(soundFile("stereo.wav")).error().text;
+    EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip("stereo.wav").contains(refusal); }, 10000));
+    EXPECT_EQ(toolTip("horn.wav"), "horn.wav");
     writeTone(soundFile("neu.ogg"));
     EXPECT_TRUE(QTest::qWaitFor([&] { return listed("neu.ogg"); }, 10000));
     ASSERT_TRUE(QFile::remove(soundFile("horn.wav")));

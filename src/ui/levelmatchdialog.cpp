@@ -117,11 +117,12 @@ LevelMatchDialog::LevelMatchDialog(LevelMatchPlan plan, QString programFolder, S
     auto *after =
         buttons->addButton(QStringLiteral("Nachher anhören"), QDialogButtonBox::ActionRole);
     after->setObjectName(QStringLiteral("Nachher"));
-    buttons->addButton(QStringLiteral("Angleichen"), QDialogButtonBox::AcceptRole)
-        ->setObjectName(QStringLiteral("Anwenden"));
+    // Not the accepting role: the box would make it the default button, which Enter in the
+    // target box presses.
+    auto *apply = buttons->addButton(QStringLiteral("Angleichen"), QDialogButtonBox::ActionRole);
+    apply->setObjectName(QStringLiteral("Anwenden"));
     buttons->addButton(QStringLiteral("Abbrechen"), QDialogButtonBox::RejectRole);
     layout->addWidget(buttons);
-    // Enter in the target box must not rewrite the working files.
     for (QPushButton *button : findChildren<QPushButton *>())
         button->setAutoDefault(false);
 
@@ -133,7 +134,7 @@ LevelMatchDialog::LevelMatchDialog(LevelMatchPlan plan, QString programFolder, S
             [this] { m_target->setValue(m_plan.medianLufs()); });
     connect(before, &QPushButton::clicked, this, &LevelMatchDialog::listenBefore);
     connect(after, &QPushButton::clicked, this, &LevelMatchDialog::listenAfter);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(apply, &QPushButton::clicked, this, &QDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
     // The dialog's own target, rounded as shown, is the one applied.
     m_plan.setTarget(m_target->value());

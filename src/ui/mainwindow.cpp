@@ -536,24 +536,31 @@ void Form1::Umwandeln_Click()
 std::optional<QString> Form1::convertInWindow(const QString &source, const QString &entry)
 {
     const QString title = u"Für den Decoder umwandeln"_s;
-    const std::optional<Result<SoundLevels>> levels =
-        runWithProgress<Result<SoundLevels>>(this, title, u"„%1“ wird gemessen..."_s.arg(entry),
-                                             [source](const ConversionProgress &progress) {
-                                                 return measureSoundLevels(source, progress);
-                                             });
-    if (!levels)
+    // Where the output goes is found by writing a probe there: on a slow stick that is work too.
+    struct Measured
+    {
+        Result<SoundLevels> levels;
+        QString folder;
+    };
+    const std::optional<Measured> measured = runWithProgress<Measured>(
+        this, title, u"„%1“ wird gemessen..."_s.arg(entry),
+        [source, programFolder = m_services.programFolder](const ConversionProgress &progress) {
+            return Measured{measureSoundLevels(source, progress),
+                            conversionFolder(source, programFolder)};
+        });
+    if (!measured)
         return std::nullopt;
-    if (!*levels) {
-        m_services.messages->show(levels->error());
+    if (!measured->levels) {
+        m_services.messages->show(measured->levels.error());
         return std::nullopt;
     }
-    ConversionDialog dialog(entry, levels->value(), this);
+    ConversionDialog dialog(entry, measured->levels.value(), this);
     if (dialog.exec() != QDialog::Accepted)
         return std::nullopt;
     const ConversionOptions options = dialog.options();
 
     // Nothing of the user's is replaced unasked.
-    const QString folder = conversionFolder(source, m_services.programFolder);
+    const QString &folder = measured->folder;
     QString output = QDir(folder).filePath(convertedFileName(source));
     if (const QFileInfo existing(output); existing.exists() || existing.isSymLink()) {
         const QString newName = freeFileName(folder, existing.fileName());

@@ -427,9 +427,11 @@ void Form1::relistBrowseFolder()
         if (!entry.needsConversion)
             waves.append(entry.name);
     }
+    const int listing = ++m_listing;
+    for (QThread *older : findChildren<QThread *>(Qt::FindDirectChildrenOnly))
+        older->requestInterruption(); // its answer would be dropped
     if (waves.isEmpty())
         return;
-    const int listing = ++m_listing;
     auto reasons = std::make_shared<QMap<QString, QString>>();
     QThread *thread = QThread::create([folder = m_browseFolder, waves, reasons] {
         for (const QString &name : waves) {

@@ -107,12 +107,12 @@ QList<HostileInput> writeHostileInputs(const QString &folder)
         100 * MB + 10000);
     add("CV-Liste von 20 MB in einer Zeile", "cvlist-20MB.spj", Kind::Project,
         plainRecords(88) + arr + record("C:\\K\\cvlist.dat", QByteArray(20 * MB, '1')));
-    add("CV-Liste von 1 MB in einer Zeile", "cvlist-1MB-line.spj", Kind::Project,
-        plainRecords(88) + arr + record("C:\\K\\cvlist.dat", QByteArray(MB, '1')));
+    add("CV-Liste von 256 kB in einer Zeile", "cvlist-256kB-line.spj", Kind::Project,
+        plainRecords(88) + arr + record("C:\\K\\cvlist.dat", QByteArray(MB / 4, '1')));
     QByteArray lines;
-    while (lines.size() < MB - 24)
+    while (lines.size() < MB / 4 - 24)
         lines += "CV123=255 ; Kommentar\r\n";
-    add("CV-Liste von 1 MB kurzer Zeilen", "cvlist-1MB-lines.spj", Kind::Project,
+    add("CV-Liste von 256 kB kurzer Zeilen", "cvlist-256kB-lines.spj", Kind::Project,
         plainRecords(88) + arr + record("C:\\K\\cvlist.dat", lines));
     // Empty chunks read as zeros: a sparse file is millions of them.
     add("0.wav aus 200 MB leerer Abschnitte", "0wav-200MB.spj", Kind::Project,

@@ -7,10 +7,10 @@
 
 namespace klangor {
 
-// A CV list is a few kilobytes of short lines. The CV box lays out a megabyte of such lines in
-// a blink, but takes seconds for one line of 64 kB; larger files and longer lines are no CV
-// list and are refused before they reach it.
-inline constexpr qint64 MaxCvFileBytes = qint64(1) << 20;
+// A CV list is a few kilobytes of short lines. The CV box lays out 256 kB of such lines in some
+// 30 ms (a megabyte in 90), but takes seconds for one line of 64 kB; larger files and longer
+// lines are no CV list and are refused before they reach it.
+inline constexpr qint64 MaxCvFileBytes = qint64(256) << 10;
 inline constexpr qsizetype MaxCvLineCharacters = 1000;
 
 // CV files are Windows-1252 text with CR LF line ends, as the programming tools keep them.

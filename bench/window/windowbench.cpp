@@ -8,10 +8,10 @@
 #include "platform/waveaudiodevice.h"
 #include "playback/soundservice.h"
 #include "project/arrayfile.h"
-#include "project/projectdialogs.h"
 #include "project/soundprojectfile.h"
 #include "ui/mainwindow.h"
 #include "ui/qtmessagepresenter.h"
+#include "ui/qtprojectdialogs.h"
 
 #include <cmath>
 #include <cstdio>
@@ -31,19 +31,6 @@ using namespace klangor;
 namespace {
 
 constexpr qint64 TargetMs = 100;
-
-class NoDialogs final : public ProjectDialogs
-{
-public:
-    QString ShowOpenDialog(const FileFilter &, const QString &, const QString &) override
-    {
-        return {};
-    }
-    QString ShowSaveDialog(const FileFilter &, const QString &, const QString &) override
-    {
-        return {};
-    }
-};
 
 // The longest time between two runs of a 2 ms timer since the last reset.
 class StallMeter
@@ -132,7 +119,7 @@ int main(int argc, char **argv)
     const std::unique_ptr<SoundService> sound = createSystemSoundService(program.path());
     QtMessagePresenter messages;
     RiffWaveAudioDevice wave;
-    NoDialogs dialogs;
+    QtProjectDialogs dialogs; // never shown: projects are opened by path
     const WindowServices services{program.path(), files.path(), sound.get(), &messages,
                                   &wave,          &dialogs,     nullptr,     {}};
     Form1 window(services);

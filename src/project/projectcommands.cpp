@@ -55,7 +55,7 @@ Result<SlotFileNames> restoredNames(const LoadedProject &project, const QString 
 Result<QString> restoredCvText(const LoadedProject &project, const QString &programFolder)
 {
     if (const QByteArray *carried = project.file(CvListFileName))
-        return cvTextFromBytes(*carried);
+        return cvListText(*carried);
     return loadCvText(QDir(programFolder).filePath(CvListFileName));
 }
 

@@ -151,7 +151,7 @@ Result<LoadedProject> parseProject(QIODevice &device, const QString &shownPath,
             fileName = restoredFileName(name);
             const qint64 limit = fileName == CvListFileName ? MaxCvFileBytes : MaxWorkingFileBytes;
             if (!fileName.isEmpty() && *dataLength > limit)
-                return QStringLiteral("ist eine Datei von mehr als %1 MB").arg(limit >> 20);
+                return QStringLiteral("ist eine Datei von mehr als %1 kB").arg(limit >> 10);
             // What is not restored is not read either.
             data = fileName.isEmpty() ? reader.skip(*dataLength) : reader.readBytes(*dataLength);
             return data ? QString() : QStringLiteral("fehlt oder ist abgeschnitten");

@@ -43,6 +43,11 @@ public:
     void setCvText(const QString &) override {}
     void refreshEventView() override {}
     void setMousePointer(MousePointer) override {}
+    void runLongWork(const QString &,
+                     const std::function<void(const ConversionProgress &)> &work) override
+    {
+        work({});
+    }
     void showMessage(const UserMessage &message) override
     {
         std::fprintf(stderr, "Meldung: %s\n", qPrintable(message.text));

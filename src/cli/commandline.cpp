@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <QCoreApplication>
+#include <QFile>
 
 namespace klangor {
 
@@ -347,13 +348,18 @@ std::optional<QString> windowProject(const QStringList &arguments)
     return project;
 }
 
-QString outputField(const QString &text)
+namespace {
+
+// layout: tabs and line breaks stay, as does a backslash (no field is to be read back).
+QString escaped(const QString &text, bool layout)
 {
     QString field;
     field.reserve(text.size());
     for (const QChar c : text) {
-        if (c == QLatin1Char('\\'))
-            field += QStringLiteral("\\\\");
+        if (layout && (c == QLatin1Char('\t') || c == QLatin1Char('\n')))
+            field += c;
+        else if (c == QLatin1Char('\\'))
+            field += layout ? QStringLiteral("\\") : QStringLiteral("\\\\");
         else if (c == QLatin1Char('\t'))
             field += QStringLiteral("\\t");
         else if (c == QLatin1Char('\n'))
@@ -364,6 +370,30 @@ QString outputField(const QString &text)
             field += c;
     }
     return field;
+}
+
+} // namespace
+
+QString outputField(const QString &text)
+{
+    return escaped(text, false);
+}
+
+QString terminalText(const QString &text)
+{
+    return escaped(text, true);
+}
+
+TerminalDevice::TerminalDevice(QIODevice &target) : m_target(target)
+{
+    open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+}
+
+qint64 TerminalDevice::writeData(const char *data, qint64 size)
+{
+    // The decoder keeps a character split between two writes for the next one.
+    const QByteArray text = terminalText(m_decoder.decode(QByteArrayView(data, size))).toUtf8();
+    return m_target.write(text) == text.size() ? size : -1;
 }
 
 int runCommandLine(const QList<CommandLineCommand> &table, const QStringList &arguments,
@@ -409,8 +439,12 @@ int runCommandLine(const QList<CommandLineCommand> &table, const QStringList &ar
 int runCommandLine(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
-    QTextStream out(stdout);
-    QTextStream err(stderr);
+    QFile standardOut, standardError;
+    standardOut.open(stdout, QIODevice::WriteOnly | QIODevice::Unbuffered);
+    standardError.open(stderr, QIODevice::WriteOnly | QIODevice::Unbuffered);
+    TerminalDevice outDevice(standardOut), errDevice(standardError);
+    QTextStream out(&outDevice);
+    QTextStream err(&errDevice);
     Console console{out, err};
     return runCommandLine(commandLineCommands(), QCoreApplication::arguments().mid(1), console);
 }

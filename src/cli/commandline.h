@@ -4,8 +4,10 @@
 
 #include <optional>
 #include <QHash>
+#include <QIODevice>
 #include <QList>
 #include <QString>
+#include <QStringDecoder>
 #include <QStringList>
 #include <QTextStream>
 
@@ -73,5 +75,24 @@ std::optional<QString> windowProject(const QStringList &arguments);
 // A text made safe for one field of one output line: tabs, line breaks and other control
 // characters are written as \t, \n, \xHH, a backslash as \\.
 QString outputField(const QString &text);
+// A text for a terminal whose tabs and line breaks are its layout: the other control
+// characters (escape sequences above all) are written as \xHH.
+QString terminalText(const QString &text);
+
+// Writes UTF-8 text to target as terminalText has it: whatever a command prints, a name from a
+// file cannot move the cursor, retitle the terminal or hide lines.
+class TerminalDevice final : public QIODevice
+{
+public:
+    explicit TerminalDevice(QIODevice &target);
+
+protected:
+    qint64 readData(char *, qint64) override { return -1; }
+    qint64 writeData(const char *data, qint64 size) override;
+
+private:
+    QIODevice &m_target;
+    QStringDecoder m_decoder{QStringDecoder::Utf8};
+};
 
 } // namespace klangor

@@ -1,4 +1,5 @@
 #include "cli/commands.h"
+#include "common/namelist.h"
 #include "platform/filebatch.h"
 #include "platform/programfiles.h"
 #include "platform/regularfile.h"
@@ -156,6 +157,11 @@ int runProjectShow(const CommandArguments &arguments, Console &console)
         return fail(console, opened.error());
     const LoadedProject &project = opened.value().project;
     const SlotFileNames &names = opened.value().names;
+    // Records the program does not restore are not read, so they could not be written back.
+    if (!project.leftOut.isEmpty())
+        return fail(console, {QStringLiteral("Das Sound Projekt enthält Einträge, die Klangor "
+                                             "nicht liest:\n%1\nEs wurde nichts geschrieben.")
+                                  .arg(listedNames(project.leftOut))});
 
     qint64 totalMs = 0, totalBytes = 0;
     const auto printSound = [&](const QString &event, const QString &slot, int number) {
@@ -287,6 +293,11 @@ int runProjectNormalize(const CommandArguments &arguments, Console &console)
         return fail(console, opened.error());
     const LoadedProject &project = opened.value().project;
     const SlotFileNames &names = opened.value().names;
+    // Records the program does not restore are not read, so they could not be written back.
+    if (!project.leftOut.isEmpty())
+        return fail(console, {QStringLiteral("Das Sound Projekt enthält Einträge, die Klangor "
+                                             "nicht liest:\n%1\nEs wurde nichts geschrieben.")
+                                  .arg(listedNames(project.leftOut))});
 
     // The sounds are matched where the window matches them: as working files of a folder.
     QTemporaryDir work;

@@ -7,7 +7,9 @@ namespace klangor {
 std::optional<RiffChunk> RiffChunks::next()
 {
     const qint64 end = m_device.size();
-    if (m_offset + 8 > end || !m_device.seek(m_offset))
+    if (m_offset + 8 > end || m_count > MaxChunks || !m_device.seek(m_offset))
+        return std::nullopt;
+    if (++m_count > MaxChunks)
         return std::nullopt;
     const QByteArray header = m_device.read(8);
     if (header.size() != 8)

@@ -13,6 +13,11 @@ inline QString workingFileName(int soundNumber)
     return QString::number(soundNumber) + QStringLiteral(".wav");
 }
 
+// A working file holds a sound the decoder takes: at most 5.9 s of 11025 Hz mono, some
+// 130 kB of samples. Larger files are neither copied in nor restored from a project, so that
+// playing or checking a working file is always quick.
+inline constexpr qint64 MaxWorkingFileBytes = qint64(4) << 20;
+
 // Written for the programming tools and into projects.
 inline const QString SoundListFileName = QStringLiteral("soundlist.dat");
 inline const QString CvListFileName = QStringLiteral("cvlist.dat");

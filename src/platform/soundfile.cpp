@@ -1,8 +1,31 @@
 #include "platform/soundfile.h"
 
+#include "common/riffchunks.h"
+
+#include <map>
 #include <sndfile.h>
 
 namespace klangor {
+
+namespace {
+
+// libsndfile walks a WAV's chunks to its data chunk without limit; a file with millions of
+// empty chunks before it is no sound, and is not handed over.
+bool tooManyChunks(QIODevice &file)
+{
+    const QByteArray header = file.read(12);
+    if (header.size() < 12 || header.mid(8, 4) != "WAVE" ||
+        !(header.startsWith("RIFF") || header.startsWith("RIFX") || header.startsWith("RF64")))
+        return false;
+    RiffChunks chunks(file);
+    while (const auto chunk = chunks.next()) {
+        if (chunk->id == "data")
+            return false;
+    }
+    return chunks.tooMany();
+}
+
+} // namespace
 
 // libsndfile reads the file through these callbacks, at a position of its own.
 struct SoundFile::Open
@@ -54,6 +77,8 @@ Status SoundFile::open(const QString &path)
     m_open = std::make_unique<Open>();
     if (const Status opened = m_open->file.openFile(path); !opened)
         return opened;
+    if (tooManyChunks(m_open->file))
+        return {};
     SF_VIRTUAL_IO io{Open::length, Open::seek, Open::read, Open::write, Open::tell};
     m_open->sound = sf_open_virtual(&io, SFM_READ, &m_open->info, m_open.get());
     return {};
@@ -136,6 +161,39 @@ bool SoundFile::damaged() const
 RegularFile &SoundFile::file()
 {
     return m_open->file;
+}
+
+QStringList readableSoundExtensions()
+{
+    // Header-less data says nothing about itself, and ".mat" is far more often a Matlab data
+    // file than a sound.
+    static const QStringList left = {QStringLiteral("raw"), QStringLiteral("mat")};
+    static const std::map<QString, QStringList> otherSpellings = {
+        {QStringLiteral("aiff"), {QStringLiteral("aif"), QStringLiteral("aifc")}},
+        {QStringLiteral("au"), {QStringLiteral("snd")}},
+        {QStringLiteral("iff"), {QStringLiteral("svx")}},
+        {QStringLiteral("m1a"), {QStringLiteral("mp3"), QStringLiteral("mp2")}},
+        {QStringLiteral("oga"), {QStringLiteral("ogg"), QStringLiteral("opus")}},
+    };
+    int count = 0;
+    sf_command(nullptr, SFC_GET_FORMAT_MAJOR_COUNT, &count, sizeof count);
+    QStringList extensions;
+    for (int i = 0; i < count; ++i) {
+        SF_FORMAT_INFO format{};
+        format.format = i;
+        if (sf_command(nullptr, SFC_GET_FORMAT_MAJOR, &format, sizeof format) != 0 ||
+            !format.extension)
+            continue;
+        const QString extension = QString::fromLatin1(format.extension).toLower();
+        if (left.contains(extension))
+            continue;
+        extensions << extension;
+        if (const auto more = otherSpellings.find(extension); more != otherSpellings.end())
+            extensions << more->second;
+    }
+    extensions.sort();
+    extensions.removeDuplicates();
+    return extensions;
 }
 
 } // namespace klangor

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <QString>
+#include <QStringList>
 
 namespace klangor {
 
@@ -66,5 +67,9 @@ private:
     struct Open;
     std::unique_ptr<Open> m_open;
 };
+
+// The name extensions (lower case, without the dot) of the file types libsndfile here reads,
+// with the other common spellings of each (aif, ogg, mp3 ...).
+QStringList readableSoundExtensions();
 
 } // namespace klangor

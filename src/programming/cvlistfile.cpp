@@ -7,13 +7,6 @@
 
 namespace klangor {
 
-namespace {
-
-// A CV list is a few kilobytes of text; this only keeps a wrong file from filling the memory.
-constexpr qint64 kMaxCvFileBytes = qint64(16) << 20;
-
-} // namespace
-
 QString cvTextFromBytes(const QByteArray &bytes)
 {
     if (isRtf(bytes))
@@ -23,12 +16,28 @@ QString cvTextFromBytes(const QByteArray &bytes)
     return text;
 }
 
+Result<QString> cvListText(const QByteArray &bytes)
+{
+    QString text = cvTextFromBytes(bytes);
+    qsizetype lineStart = 0;
+    for (qsizetype i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && text.at(i) != QLatin1Char('\n'))
+            continue;
+        if (i - lineStart > MaxCvLineCharacters)
+            return UserMessage{QStringLiteral("Die CV-Liste hat eine Zeile von mehr als %1 "
+                                              "Zeichen und wird nicht geladen.")
+                                   .arg(MaxCvLineCharacters)};
+        lineStart = i + 1;
+    }
+    return text;
+}
+
 Result<QString> loadCvText(const QString &path)
 {
-    const Result<QByteArray> bytes = readRegularFile(path, kMaxCvFileBytes);
+    const Result<QByteArray> bytes = readRegularFile(path, MaxCvFileBytes);
     if (!bytes)
         return bytes.error();
-    return cvTextFromBytes(bytes.value());
+    return cvListText(bytes.value());
 }
 
 Status saveCvText(const QString &path, const QString &text)

@@ -61,6 +61,13 @@ std::optional<QByteArray> LittleEndianReader::readBytes(qint64 count)
     return bytes;
 }
 
+std::optional<QByteArray> LittleEndianReader::skip(qint64 count)
+{
+    if (count < 0 || count > bytesLeft() || !m_device.seek(m_device.pos() + count))
+        return std::nullopt;
+    return QByteArray();
+}
+
 template <typename T> std::optional<T> LittleEndianReader::read()
 {
     const auto bytes = readBytes(sizeof(T));
@@ -74,17 +81,20 @@ template std::optional<qint32> LittleEndianReader::read<qint32>();
 template std::optional<quint16> LittleEndianReader::read<quint16>();
 template std::optional<quint32> LittleEndianReader::read<quint32>();
 
-std::optional<QByteArray> LittleEndianReader::readCountedString()
+std::optional<quint32> LittleEndianReader::readCountedLength()
 {
     const auto marker = read<quint16>();
-    if (!marker)
+    if (!marker || *marker != LongCountMarker)
+        return marker;
+    return read<quint32>();
+}
+
+std::optional<QByteArray> LittleEndianReader::readCountedString()
+{
+    const auto length = readCountedLength();
+    if (!length)
         return std::nullopt;
-    if (*marker != LongCountMarker)
-        return readBytes(*marker);
-    const auto longLength = read<quint32>();
-    if (!longLength)
-        return std::nullopt;
-    return readBytes(*longLength);
+    return readBytes(*length);
 }
 
 } // namespace klangor

@@ -27,7 +27,11 @@ public:
     // For qint16, qint32, quint16 and quint32.
     template <typename T> std::optional<T> read();
     std::optional<QByteArray> readCountedString();
+    // The length field of a counted string alone; its bytes follow.
+    std::optional<quint32> readCountedLength();
     std::optional<QByteArray> readBytes(qint64 count);
+    // Passes over count bytes without reading them; an empty array when they are there.
+    std::optional<QByteArray> skip(qint64 count);
     qint64 bytesLeft() const;
 
 private:

@@ -1,5 +1,6 @@
 #include "project/projectcommands.h"
 
+#include "common/namelist.h"
 #include "platform/codepage.h"
 #include "platform/regularfile.h"
 #include "programming/cvlistfile.h"
@@ -34,7 +35,68 @@ QStringList namesThatChange(const SlotFileNames &names)
     return changed;
 }
 
+// What the window shows after an open, taken from the project before any file is touched
+// (or, where the project lacks them, from the files in the program folder).
+Result<SlotFileNames> restoredNames(const LoadedProject &project, const QString &programFolder,
+                                    SlotFileNames names)
+{
+    // A project without its own list leaves the one in the folder to be read.
+    const QByteArray *carried = project.file(SoundArrFileName);
+    Result<QByteArray> bytes =
+        carried ? Result<QByteArray>(*carried)
+                : readRegularFile(QDir(programFolder).filePath(SoundArrFileName), MaxProjectBytes);
+    if (!bytes)
+        return bytes.error();
+    if (const Status read = readSlotNames(bytes.value(), names); !read)
+        return read.error();
+    return names;
+}
+
+Result<QString> restoredCvText(const LoadedProject &project, const QString &programFolder)
+{
+    if (const QByteArray *carried = project.file(CvListFileName))
+        return cvListText(*carried);
+    return loadCvText(QDir(programFolder).filePath(CvListFileName));
+}
+
 } // namespace
+
+std::optional<Result<OpenedProject>> openProjectFiles(const QString &projectPath,
+                                                      const QString &programFolder,
+                                                      SlotFileNames names,
+                                                      const ConversionProgress &progress)
+{
+    // Everything that can fail is done before the first file changes, and the window follows
+    // only what is then on disk. The read takes most of the time.
+    const auto goOn = [&progress](double share) {
+        return !progress || progress(share);
+    };
+    const Result<LoadedProject> project =
+        readProjectFile(projectPath, [&](double share) { return goOn(share * 0.8); });
+    if (!goOn(0.8))
+        return std::nullopt;
+    if (!project)
+        return Result<OpenedProject>(project.error());
+    const Result<SlotFileNames> restored = restoredNames(project.value(), programFolder, names);
+    const Result<QString> cvText = restored ? restoredCvText(project.value(), programFolder)
+                                            : Result<QString>(restored.error());
+    if (!cvText)
+        return Result<OpenedProject>(UserMessage{
+            QStringLiteral("Das Sound Projekt „%1“ kann nicht geöffnet werden. %2 Es wurde "
+                           "nichts geändert.")
+                .arg(QDir::toNativeSeparators(projectPath), cvText.error().text)});
+    bool cancelled = false;
+    const Status written =
+        SoundProjectFile(programFolder).restoreProject(project.value(), programFolder, [&] {
+            return !(cancelled = !goOn(0.9));
+        });
+    if (cancelled)
+        return std::nullopt;
+    if (!written)
+        return Result<OpenedProject>(written.error());
+    return Result<OpenedProject>(
+        OpenedProject{restored.value(), cvText.value(), project.value().leftOut});
+}
 
 ProjectCommands::ProjectCommands(std::unique_ptr<ProjectHost> host, ProjectDialogs &dialogs)
     : m_host(std::move(host)), m_dialogs(dialogs), m_projects(m_host->programFolder())
@@ -84,7 +146,7 @@ void ProjectCommands::saveProjectFile(const QString &projectPath)
                                             "enthalten Zeichen, die ein Sound Projekt nicht "
                                             "speichern kann, und kommen beim Öffnen verändert "
                                             "zurück:\n%1")
-                                 .arg(changed.join(QLatin1Char('\n'))),
+                                 .arg(listedNames(changed)),
                              SaveTitle, MessageIcon::None});
 }
 
@@ -115,28 +177,6 @@ void ProjectCommands::saveAs()
     saveProjectFile(chosen);
 }
 
-Result<SlotFileNames> ProjectCommands::restoredNames(const LoadedProject &project) const
-{
-    // A project without its own list leaves the one in the folder to be read.
-    const QByteArray *carried = project.file(SoundArrFileName);
-    Result<QByteArray> bytes =
-        carried ? Result<QByteArray>(*carried)
-                : readRegularFile(programFile(SoundArrFileName), MaxProjectBytes);
-    if (!bytes)
-        return bytes.error();
-    SlotFileNames names = m_host->slotFileNames();
-    if (const Status read = readSlotNames(bytes.value(), names); !read)
-        return read.error();
-    return names;
-}
-
-Result<QString> ProjectCommands::restoredCvText(const LoadedProject &project) const
-{
-    if (const QByteArray *carried = project.file(CvListFileName))
-        return cvTextFromBytes(*carried);
-    return loadCvText(programFile(CvListFileName));
-}
-
 void ProjectCommands::open()
 {
     const QString chosen = m_dialogs.ShowOpenDialog(Filter, OpenTitle, m_host->programFolder());
@@ -146,38 +186,28 @@ void ProjectCommands::open()
 
 void ProjectCommands::openFile(const QString &chosen)
 {
-    // Everything that can fail is done before the first file changes, and the window follows
-    // only what is then on disk.
-    const Result<LoadedProject> project = m_projects.readProject(chosen);
-    if (!project) {
-        report(project.error(), OpenTitle);
+    std::optional<Result<OpenedProject>> opened;
+    m_host->runLongWork(QStringLiteral("Das Sound Projekt wird geöffnet..."),
+                        [&, folder = m_host->programFolder(),
+                         names = m_host->slotFileNames()](const ConversionProgress &progress) {
+                            opened = openProjectFiles(chosen, folder, names, progress);
+                        });
+    if (!opened)
+        return; // cancelled; nothing changed
+    if (!*opened) {
+        report(opened->error(), OpenTitle);
         return;
     }
-    const Result<SlotFileNames> names = restoredNames(project.value());
-    const Result<QString> cvText =
-        names ? restoredCvText(project.value()) : Result<QString>(names.error());
-    if (!cvText) {
-        report({QStringLiteral("Das Sound Projekt „%1“ kann nicht geöffnet werden. %2 Es wurde "
-                               "nichts geändert.")
-                    .arg(QDir::toNativeSeparators(chosen), cvText.error().text)},
-               OpenTitle);
-        return;
-    }
-    if (const Status restored = m_projects.restoreProject(project.value(), m_host->programFolder());
-        !restored) {
-        report(restored.error(), OpenTitle);
-        return;
-    }
-
-    m_host->setSlotFileNames(names.value());
+    const OpenedProject &project = opened->value();
+    m_host->setSlotFileNames(project.names);
     m_host->refreshEventView();
     m_host->setProjectPath(chosen);
-    m_host->setCvText(cvText.value());
+    m_host->setCvText(project.cvText);
 
-    if (!project.value().leftOut.isEmpty())
+    if (!project.leftOut.isEmpty())
         report({QStringLiteral("Das Sound Projekt enthält Dateien, die nicht in den "
                                "Programmordner gehören. Sie wurden nicht übernommen:\n%1")
-                    .arg(project.value().leftOut.join(QLatin1Char('\n')))},
+                    .arg(listedNames(project.leftOut))},
                OpenTitle);
 }
 

@@ -6,7 +6,9 @@
 #include "project/soundprojectfile.h"
 #include "soundset/slotfilenames.h"
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <QString>
 
 namespace klangor {
@@ -31,7 +33,27 @@ public:
     virtual void refreshEventView() = 0;
     virtual void setMousePointer(MousePointer pointer) = 0;
     virtual void showMessage(const UserMessage &message) = 0;
+    // Runs work off the window's thread while the window keeps answering, with a progress the
+    // user can cancel (work's progress then returns false); returns once work has returned.
+    virtual void runLongWork(const QString &text,
+                             const std::function<void(const ConversionProgress &)> &work) = 0;
 };
+
+// What an open leaves for the window to show, once the files are in the program folder.
+struct OpenedProject
+{
+    SlotFileNames names;
+    QString cvText;
+    QStringList leftOut;
+};
+
+// Reads and checks the project, then restores its files into programFolder; names are the
+// window's, overlaid with the project's. Touches nothing of the window, so it may run on any
+// thread. nullopt when progress cancelled before the first file changed.
+std::optional<Result<OpenedProject>> openProjectFiles(const QString &projectPath,
+                                                      const QString &programFolder,
+                                                      SlotFileNames names,
+                                                      const ConversionProgress &progress);
 
 // The three entries of the "&Datei" menu that save and open sound projects.
 class ProjectCommands
@@ -57,10 +79,6 @@ private:
     // folder; false (and the user told) when anything failed.
     bool writeWorkingLists();
     void saveProjectFile(const QString &projectPath);
-    // What the window shows after an open, taken from the project before any file is touched
-    // (or, where the project lacks them, from the files in the program folder).
-    Result<SlotFileNames> restoredNames(const LoadedProject &project) const;
-    Result<QString> restoredCvText(const LoadedProject &project) const;
     void report(const UserMessage &error, const QString &title);
 
     std::unique_ptr<ProjectHost> m_host;

@@ -4,6 +4,7 @@
 #include "platform/filebatch.h"
 #include "platform/regularfile.h"
 #include "platform/safefile.h"
+#include "programming/cvlistfile.h"
 #include "project/countedstring.h"
 
 #include <QBuffer>
@@ -101,6 +102,12 @@ Result<QByteArray> projectFileBytes(const ProjectRecords &records)
     qint64 total = 0;
     for (std::size_t i = 0; i < records.size(); ++i) {
         names[i] = toWindows1252(records[i].name);
+        // A project that no open would take back is not written.
+        if (names[i].size() > MaxRecordNameBytes)
+            return UserMessage{QStringLiteral("Der Pfad „%1“ ist zu lang für ein Sound Projekt "
+                                              "(höchstens %2 Zeichen).")
+                                   .arg(records[i].name)
+                                   .arg(MaxRecordNameBytes)};
         total += countedStringSize(names[i].size()) + countedStringSize(records[i].data.size());
     }
     if (total > MaxProjectBytes)
@@ -115,24 +122,41 @@ Result<QByteArray> projectFileBytes(const ProjectRecords &records)
     return bytes;
 }
 
-Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shownPath)
+Result<LoadedProject> parseProject(QIODevice &device, const QString &shownPath,
+                                   const ConversionProgress &progress)
 {
-    QByteArray copy = bytes; // shared, not copied
-    QBuffer buffer(&copy);
-    buffer.open(QIODevice::ReadOnly);
-
     // Exactly 90 records are read; whatever follows them is left alone. The reader checks
-    // every length against the bytes that are left, so no length field can claim more.
+    // every length against the bytes that are left, so no length field can claim more, and
+    // limits are checked before a record's bytes are read.
     LoadedProject project;
-    LittleEndianReader reader(buffer);
+    LittleEndianReader reader(device);
     QHash<QString, qsizetype> position;
     for (int i = 0; i < ProjectRecordCount; ++i) {
-        const auto name = reader.readCountedString();
-        const auto data = name ? reader.readCountedString() : std::nullopt;
-        // A save names every record; one without a name is no record of a project.
-        const QString damage = !data             ? QStringLiteral("fehlt oder ist abgeschnitten")
-                               : name->isEmpty() ? QStringLiteral("hat keinen Namen")
-                                                 : QString();
+        if (progress && device.size() > 0)
+            progress(static_cast<double>(device.pos()) / static_cast<double>(device.size()));
+        QString name, fileName;
+        std::optional<QByteArray> data;
+        const QString damage = [&] {
+            const auto nameLength = reader.readCountedLength();
+            if (nameLength && *nameLength > MaxRecordNameBytes)
+                return QStringLiteral("hat einen Namen von mehr als %1 Zeichen")
+                    .arg(MaxRecordNameBytes);
+            const auto nameBytes = nameLength ? reader.readBytes(*nameLength) : std::nullopt;
+            const auto dataLength = nameBytes ? reader.readCountedLength() : std::nullopt;
+            if (!dataLength || *dataLength > reader.bytesLeft())
+                return QStringLiteral("fehlt oder ist abgeschnitten");
+            // A save names every record; one without a name is no record of a project.
+            if (nameBytes->isEmpty())
+                return QStringLiteral("hat keinen Namen");
+            name = fromWindows1252(*nameBytes);
+            fileName = restoredFileName(name);
+            const qint64 limit = fileName == CvListFileName ? MaxCvFileBytes : MaxWorkingFileBytes;
+            if (!fileName.isEmpty() && *dataLength > limit)
+                return QStringLiteral("ist eine Datei von mehr als %1 kB").arg(limit >> 10);
+            // What is not restored is not read either.
+            data = fileName.isEmpty() ? reader.skip(*dataLength) : reader.readBytes(*dataLength);
+            return data ? QString() : QStringLiteral("fehlt oder ist abgeschnitten");
+        }();
         if (!damage.isEmpty())
             return UserMessage{
                 QStringLiteral("Das Sound Projekt „%1“ ist unvollständig oder beschädigt: "
@@ -141,20 +165,28 @@ Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shown
                     .arg(i + 1)
                     .arg(ProjectRecordCount)
                     .arg(damage)};
-        const ProjectRecord record{fromWindows1252(*name), *data};
-        project.records[static_cast<std::size_t>(i)] = record;
-        const QString fileName = restoredFileName(record.name);
+        // What was not restored was not read: such a record keeps only its name.
+        project.records[static_cast<std::size_t>(i)] =
+            ProjectRecord{name, data.value_or(QByteArray())};
         if (fileName.isEmpty()) {
-            if (!project.leftOut.contains(record.name))
-                project.leftOut.append(record.name);
+            if (!project.leftOut.contains(name))
+                project.leftOut.append(name);
         } else if (const auto seen = position.constFind(fileName); seen != position.constEnd()) {
-            project.files[*seen].second = record.data;
+            project.files[*seen].second = *data;
         } else {
             position.insert(fileName, project.files.size());
-            project.files.append({fileName, record.data});
+            project.files.append({fileName, *data});
         }
     }
     return project;
+}
+
+Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shownPath)
+{
+    QByteArray copy = bytes; // shared, not copied
+    QBuffer buffer(&copy);
+    buffer.open(QIODevice::ReadOnly);
+    return parseProject(buffer, shownPath);
 }
 
 std::array<QString, ProjectRecordCount> recordFileNames(const SlotFileNames &names)
@@ -228,12 +260,16 @@ Status writeProjectFile(const QString &projectPath, const ProjectRecords &record
     return {};
 }
 
-Result<LoadedProject> readProjectFile(const QString &projectPath)
+Result<LoadedProject> readProjectFile(const QString &projectPath,
+                                      const ConversionProgress &progress)
 {
-    Result<QByteArray> bytes = readRegularFile(projectPath, MaxProjectBytes);
-    if (!bytes)
-        return cannotOpen(bytes.error());
-    return parseProject(bytes.value(), projectPath);
+    RegularFile file;
+    if (const Status opened = file.openFile(projectPath, MaxProjectBytes); !opened)
+        return cannotOpen(opened.error());
+    Result<LoadedProject> project = parseProject(file, projectPath, progress);
+    if (const Status read = file.readStatus(); !read)
+        return cannotOpen(read.error());
+    return project;
 }
 
 Status readSlotNames(const QByteArray &soundArr, SlotFileNames &names)
@@ -266,15 +302,19 @@ Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileN
     return writeProjectFile(projectPath, records.value());
 }
 
-Result<LoadedProject> SoundProjectFile::readProject(const QString &projectPath)
+Result<LoadedProject> SoundProjectFile::readProject(const QString &projectPath,
+                                                    const ConversionProgress &progress)
 {
-    return readProjectFile(projectPath);
+    return readProjectFile(projectPath, progress);
 }
 
-Status SoundProjectFile::restoreProject(const LoadedProject &project, const QString &targetFolder)
+Status SoundProjectFile::restoreProject(const LoadedProject &project, const QString &targetFolder,
+                                        const std::function<bool()> &mayChange)
 {
     FileBatch batch(targetFolder);
     Status done = batch.stage(project.files);
+    if (done && mayChange && !mayChange())
+        return {};
     if (done)
         done = batch.commit();
     if (!done)

@@ -4,9 +4,12 @@
 #include "platform/programfiles.h"
 #include "project/arrayfile.h"
 #include "soundset/slotfilenames.h"
+#include "soundset/soundconversion.h"
 
 #include <array>
+#include <functional>
 #include <QByteArray>
+#include <QIODevice>
 #include <QString>
 
 namespace klangor {
@@ -37,6 +40,9 @@ QString restoredFileName(const QString &recordName);
 // genuine one comes near this, and nothing larger is read into memory.
 inline constexpr qint64 MaxProjectBytes = qint64(256) << 20;
 
+// A record name is a path as Windows spells it, which is at most 260 characters long.
+inline constexpr qint64 MaxRecordNameBytes = 260;
+
 // A project read whole into memory and checked, ready to be restored.
 struct LoadedProject
 {
@@ -51,10 +57,15 @@ struct LoadedProject
     const QByteArray *file(const QString &name) const;
 };
 
-// Reads the records of a project image held in memory; shownPath only names it in messages.
+// Reads the records of a project from device, reporting the share read; shownPath only names it
+// in messages. Record names over MaxRecordNameBytes, a CV list over MaxCvFileBytes and any
+// other restored file over MaxWorkingFileBytes are refused before their bytes are read.
+Result<LoadedProject> parseProject(QIODevice &device, const QString &shownPath,
+                                   const ConversionProgress &progress = {});
 Result<LoadedProject> parseProject(const QByteArray &bytes, const QString &shownPath);
 // Reads and checks a whole project file; touches no file.
-Result<LoadedProject> readProjectFile(const QString &projectPath);
+Result<LoadedProject> readProjectFile(const QString &projectPath,
+                                      const ConversionProgress &progress = {});
 
 // Overlays names with the sound numbers a sound.arr image lists; names stay as they were when
 // the image holds no list of sound numbers.
@@ -93,9 +104,13 @@ public:
 
     // Reads and checks the whole project; touches no file. A project that is incomplete or
     // damaged is refused as a whole.
-    Result<LoadedProject> readProject(const QString &projectPath);
+    Result<LoadedProject> readProject(const QString &projectPath,
+                                      const ConversionProgress &progress = {});
     // Replaces the files of the project in targetFolder all together, or changes nothing.
-    Status restoreProject(const LoadedProject &project, const QString &targetFolder);
+    // mayChange is asked once all is staged, before the first file is replaced; false leaves
+    // everything as it was (and returns no message).
+    Status restoreProject(const LoadedProject &project, const QString &targetFolder,
+                          const std::function<bool()> &mayChange = {});
 
     const QString &programFolder() const { return m_programFolder; }
 

@@ -13,13 +13,10 @@ namespace klangor {
 
 namespace {
 
-// A sound that passed the check is a few hundred kilobytes at most.
-constexpr qint64 kMaxSoundBytes = qint64(64) << 20;
-
 // A failed copy leaves the old working file whole.
 Status copyReplacing(const QString &source, const QString &target)
 {
-    const Result<QByteArray> sound = readRegularFile(source, kMaxSoundBytes);
+    const Result<QByteArray> sound = readRegularFile(source, MaxWorkingFileBytes);
     if (!sound)
         return sound.error();
     return writeFileSafely(target, sound.value());

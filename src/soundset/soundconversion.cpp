@@ -479,7 +479,14 @@ Result<ConvertedSound> convertForDecoder(const QString &input, const QString &ou
                                          const ConversionOptions &options,
                                          const ConversionProgress &progress)
 {
-    const QString output = QDir(outputFolder).filePath(convertedFileName(input));
+    return convertForDecoderTo(input, QDir(outputFolder).filePath(convertedFileName(input)),
+                               options, progress);
+}
+
+Result<ConvertedSound> convertForDecoderTo(const QString &input, const QString &output,
+                                           const ConversionOptions &options,
+                                           const ConversionProgress &progress)
+{
     if (const Status allowed = conversionOutputAllowed(output, {input}, options.overwrite);
         !allowed)
         return allowed.error();
@@ -487,7 +494,7 @@ Result<ConvertedSound> convertForDecoder(const QString &input, const QString &ou
     const Result<DecoderImage> image = decoderImage(input, options, resamplers, progress);
     if (!image)
         return image.error();
-    if (const Status made = makeFolder(outputFolder); !made)
+    if (const Status made = makeFolder(QFileInfo(output).absolutePath()); !made)
         return made.error();
     if (const Status written = writeFileSafely(output, image.value().bytes); !written)
         return written.error();

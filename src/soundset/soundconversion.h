@@ -79,11 +79,14 @@ Status conversionOutputAllowed(const QString &output, const QStringList &inputs,
 // Writes input as a mono 11025 Hz WAV file the decoder takes into outputFolder (created when
 // missing) and returns its path. A file that is that already, with the chosen bits, is copied
 // unchanged. The original is never changed; an existing output only with options.overwrite.
-// A result longer than 5.9 s is refused unless
-// options.trim cuts it.
+// A result longer than 5.9 s is refused unless options.trim cuts it.
 Result<ConvertedSound> convertForDecoder(const QString &input, const QString &outputFolder,
                                          const ConversionOptions &options,
                                          const ConversionProgress &progress = {});
+// The same into the file output.
+Result<ConvertedSound> convertForDecoderTo(const QString &input, const QString &output,
+                                           const ConversionOptions &options,
+                                           const ConversionProgress &progress = {});
 
 // Converts each input as above into outputFolder; the results are written together at the end
 // (all or none). One result per input, in order: its output or why it has none. When any

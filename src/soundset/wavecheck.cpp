@@ -56,12 +56,15 @@ Status WaveChecker::CheckWaveFile(const QString &path)
     // Measured first, for every file, also one the header tests will refuse.
     const std::optional<double> length = GetWaveLength(path);
 
-    QByteArray header;
-    RegularFile file;
-    if (file.openFile(path))
-        header = file.read(HeaderBytes);
+    return judgeWaveHeader(readWaveHeader(path), length);
+}
 
-    return judgeWaveHeader(header, length);
+QByteArray readWaveHeader(const QString &path)
+{
+    RegularFile file;
+    if (!file.openFile(path))
+        return {};
+    return file.read(HeaderBytes);
 }
 
 } // namespace klangor

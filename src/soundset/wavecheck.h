@@ -13,6 +13,8 @@ inline constexpr double MaxWaveSeconds = 5.9;
 // The first refused rule, judged on the first 36 header bytes (fewer means unreadable) and
 // the measured length; a length the device could not measure passes.
 Status judgeWaveHeader(const QByteArray &header, std::optional<double> lengthSeconds);
+// The first 36 bytes of the file at path the rules judge; fewer, or none, when it cannot be read.
+QByteArray readWaveHeader(const QString &path);
 
 // Judges WAV files against the decoder's rules.
 class WaveChecker

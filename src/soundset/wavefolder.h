@@ -1,16 +1,34 @@
 #pragma once
 
 #include <optional>
+#include <QList>
 #include <QString>
 #include <QStringList>
 
 namespace klangor {
 
-// Names (without folder) of the files in folder whose last four characters, upper-cased,
-// are ".WAV"; files only, sorted alphabetically. nullopt when the folder cannot be read.
-std::optional<QStringList> listWaveFiles(const QString &folder);
+// A file of the file list: a WAV file goes to the decoder check as it is, any other sound
+// file is converted first.
+struct SoundFileEntry
+{
+    QString name; // without folder
+    bool needsConversion = false;
+
+    friend bool operator==(const SoundFileEntry &, const SoundFileEntry &) = default;
+};
+
+// The files in folder whose last four characters, upper-cased, are ".WAV", and those whose
+// extension names another type the conversion reads; files only, sorted alphabetically.
+// nullopt when the folder cannot be read.
+std::optional<QList<SoundFileEntry>> listSoundFiles(const QString &folder);
 
 // ".wav" in any letter case.
 bool hasWaveExtension(const QString &name);
+// Another sound file type the conversion reads (".ogg", ".flac" ... in any letter case).
+bool needsConversion(const QString &name);
+
+// name when folder holds nothing of that name, else the first free "<base> (2).<ext>",
+// "<base> (3).<ext>" ...
+QString freeFileName(const QString &folder, const QString &name);
 
 } // namespace klangor

@@ -45,6 +45,7 @@ QPixmap programIcon()
 QLabel *placedLabel(const QString &text, QWidget *parent, int left, int top, int width, int height)
 {
     auto *l = new QLabel(text, parent);
+    l->setTextFormat(Qt::PlainText);
     l->setGeometry(left, top, width, height);
     return l;
 }

@@ -14,7 +14,9 @@
 #include "soundset/wavecheck.h"
 #include "soundset/wavefolder.h"
 #include "ui/aboutdialog.h"
+#include "ui/backgroundwork.h"
 #include "ui/conversiondialog.h"
+#include "ui/levelmatchdialog.h"
 #include "ui/soundwait.h"
 #include "ui/widgets.h"
 
@@ -26,6 +28,7 @@
 #include <QDir>
 #include <QEvent>
 #include <QFile>
+#include <QFileSystemWatcher>
 #include <QFontMetrics>
 #include <QGroupBox>
 #include <QLabel>
@@ -39,6 +42,7 @@
 #include <QStorageInfo>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QThread>
 #include <QTimer>
 
 namespace klangor {
@@ -122,7 +126,14 @@ Form1::Form1(const WindowServices &services, QWidget *parent)
     Form_Load();
 }
 
-Form1::~Form1() = default;
+Form1::~Form1()
+{
+    // A header check of the file list still running reads no more and is let finish.
+    for (QThread *thread : findChildren<QThread *>(Qt::FindDirectChildrenOnly)) {
+        thread->requestInterruption();
+        thread->wait();
+    }
+}
 
 void Form1::createControls()
 {
@@ -140,6 +151,11 @@ void Form1::createControls()
     m_dir1 = place(new FolderListBox(frame2), "Dir1", {8, 40, 161, 186});
     m_list1 = place(new WaveFileListBox(frame2), "List1", {8, 232, 161, 316});
     m_list1->setContextMenuPolicy(Qt::CustomContextMenu);
+    // A sound another program saves into the browsed folder shows up without leaving it.
+    m_folderWatcher = new QFileSystemWatcher(this);
+    m_relistTimer = new QTimer(this);
+    m_relistTimer->setSingleShot(true);
+    m_relistTimer->setInterval(200);
 
     QGroupBox *frame4 = frame("Frame4", "Slots", client, {192, 8, 273, 337});
     for (int k = 1; k <= SlotRows; ++k) {
@@ -164,6 +180,7 @@ void Form1::createControls()
     m_abbrechen = place(new QPushButton(u"Abbrechen"_s, client), "Abbrechen", {192, 464, 177, 33});
 
     m_label2 = place(new QLabel(client), "Label2", {200, 512, 393, 33});
+    m_label2->setTextFormat(Qt::PlainText);
     // 18 points where every status text fits; a wider system font gets a smaller size.
     QFont statusFont = m_label2->font();
     statusFont.setBold(true);
@@ -210,6 +227,7 @@ void Form1::createControls()
 
     QGroupBox *frame3 = frame("Frame3", "Sound Definition", client, {472, 8, 313, 65});
     m_label1 = place(new QLabel(frame3), "Label1", {8, 24, 297, 33});
+    m_label1->setTextFormat(Qt::PlainText);
     m_label1->setWordWrap(true);
     QFont eventFont = m_label1->font();
     eventFont.setBold(true);
@@ -266,6 +284,7 @@ void Form1::createActions()
     m_offnen = action("Offnen", "Öff&nen");
     m_speichern = action("Speichern", "&Speichern");
     m_speichernunter = action("Speichernunter", "Speicher unter...");
+    m_angleichen = action("Angleichen", "Lautstärke der Sounds angleichen...");
     m_ende = action("Ende", "&Ende");
     m_info = action("Info", "&Info");
     m_umwandeln = action("Umwandeln", "Für den Decoder umwandeln...");
@@ -278,6 +297,8 @@ void Form1::createMenus()
     datei->addAction(m_offnen);
     datei->addAction(m_speichern);
     datei->addAction(m_speichernunter);
+    datei->addSeparator();
+    datei->addAction(m_angleichen);
     datei->addSeparator();
     datei->addAction(m_ende);
     // "&Info" is a command of its own on the menu bar.
@@ -297,6 +318,9 @@ void Form1::connectControls()
     connect(m_dir1, &FolderListBox::pathChanged, this, &Form1::Dir1_Change);
     connect(m_list1, &QListWidget::itemDoubleClicked, this, &Form1::List1_DblClick);
     connect(m_list1, &QWidget::customContextMenuRequested, this, &Form1::List1_ContextMenu);
+    connect(m_folderWatcher, &QFileSystemWatcher::directoryChanged, m_relistTimer,
+            qOverload<>(&QTimer::start));
+    connect(m_relistTimer, &QTimer::timeout, this, &Form1::relistBrowseFolder);
     connect(m_umwandeln, &QAction::triggered, this, &Form1::Umwandeln_Click);
     connect(m_list3, &QListWidget::currentRowChanged, this, &Form1::List3_Click);
     for (int k = 1; k <= SlotRows; ++k) {
@@ -326,6 +350,7 @@ void Form1::connectControls()
     connect(m_offnen, &QAction::triggered, this, &Form1::Offnen_Click);
     connect(m_speichern, &QAction::triggered, this, &Form1::Speichern_Click);
     connect(m_speichernunter, &QAction::triggered, this, &Form1::Speichernunter_Click);
+    connect(m_angleichen, &QAction::triggered, this, &Form1::Angleichen_Click);
     connect(m_ende, &QAction::triggered, this, &Form1::Ende_Click);
     connect(m_info, &QAction::triggered, this, &Form1::Info_Click);
 }
@@ -382,9 +407,48 @@ void Form1::Drive1_Change()
 void Form1::Dir1_Change()
 {
     m_list1->clear();
+    if (!m_browseFolder.isEmpty())
+        m_folderWatcher->removePath(m_browseFolder);
     m_browseFolder = m_dir1->path();
-    if (const auto names = listWaveFiles(m_browseFolder))
-        m_list1->addItems(*names);
+    m_folderWatcher->addPath(m_browseFolder);
+    relistBrowseFolder();
+}
+
+void Form1::relistBrowseFolder()
+{
+    const QList<SoundFileEntry> entries =
+        listSoundFiles(m_browseFolder).value_or(QList<SoundFileEntry>());
+    m_list1->setEntries(entries);
+
+    // A WAV file the check would refuse is set apart too, with the reason and the way to the
+    // conversion; its header is read off the window's thread (the folder may be a slow stick).
+    QStringList waves;
+    for (const SoundFileEntry &entry : entries) {
+        if (!entry.needsConversion)
+            waves.append(entry.name);
+    }
+    const int listing = ++m_listing;
+    for (QThread *older : findChildren<QThread *>(Qt::FindDirectChildrenOnly))
+        older->requestInterruption(); // its answer would be dropped
+    if (waves.isEmpty())
+        return;
+    auto reasons = std::make_shared<QMap<QString, QString>>();
+    QThread *thread = QThread::create([folder = m_browseFolder, waves, reasons] {
+        for (const QString &name : waves) {
+            if (QThread::currentThread()->isInterruptionRequested())
+                return;
+            const Status fits = judgeWaveHeader(readWaveHeader(pathInFolder(folder, name)), {});
+            if (!fits)
+                reasons->insert(name, fits.error().text);
+        }
+    });
+    thread->setParent(this);
+    connect(thread, &QThread::finished, this, [this, thread, reasons, listing] {
+        if (listing == m_listing)
+            m_list1->markUnfit(*reasons);
+        thread->deleteLater();
+    });
+    thread->start();
 }
 
 void Form1::List3_Click()
@@ -432,7 +496,23 @@ void Form1::Slot_DblClick(int k)
     const QString entry = m_list1->selectedEntry();
     if (entry.isEmpty())
         return;
-    assignToSlot(k, entry, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
+    if (needsConversion(entry))
+        convertAndAssign(k, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
+    else
+        assignToSlot(k, entry, pathInFolder(m_browseFolder, entry), AssignWay::DoubleClick);
+}
+
+// Another sound file becomes a decoder WAV first; the slot takes that as a dropped file, by its
+// bare name when it lies in the browsed folder.
+void Form1::convertAndAssign(int k, const QString &source, AssignWay way)
+{
+    const std::optional<QString> converted = convertInWindow(source, QFileInfo(source).fileName());
+    if (!converted)
+        return;
+    relistBrowseFolder();
+    const QFileInfo output(*converted);
+    const bool beside = output.absolutePath() == m_browseFolder;
+    assignToSlot(k, beside ? output.fileName() : *converted, *converted, way);
 }
 
 // Conversion for the decoder: the user's explicit step; the check and assignment stay as they are.
@@ -450,37 +530,70 @@ void Form1::Umwandeln_Click()
     const QString entry = m_list1->selectedEntry();
     if (entry.isEmpty())
         return;
-    const QString source = pathInFolder(m_browseFolder, entry);
-    const Result<double> seconds = soundFileSeconds(source);
-    if (!seconds) {
-        m_services.messages->show(seconds.error());
-        return;
-    }
-    ConversionDialog dialog(entry, seconds.value(), this);
-    if (dialog.exec() != QDialog::Accepted)
-        return;
+    if (const std::optional<QString> converted =
+            convertInWindow(pathInFolder(m_browseFolder, entry), entry))
+        showConvertedFile(*converted);
+}
 
-    QProgressDialog progress(u"„%1“ wird umgewandelt..."_s.arg(entry), u"Abbrechen"_s, 0, 1000,
-                             this);
-    progress.setWindowTitle(u"Für den Decoder umwandeln"_s);
-    progress.setWindowModality(Qt::WindowModal);
-    progress.setMinimumDuration(500); // short sounds are done before it would show
+std::optional<QString> Form1::convertInWindow(const QString &source, const QString &entry)
+{
+    const QString title = u"Für den Decoder umwandeln"_s;
+    // Where the output goes is found by writing a probe there: on a slow stick that is work too.
+    struct Measured
+    {
+        Result<SoundLevels> levels;
+        QString folder;
+    };
+    const std::optional<Measured> measured = runWithProgress<Measured>(
+        this, title, u"„%1“ wird gemessen..."_s.arg(entry),
+        [source, programFolder = m_services.programFolder](const ConversionProgress &progress) {
+            return Measured{measureSoundLevels(source, progress),
+                            conversionFolder(source, programFolder)};
+        });
+    if (!measured)
+        return std::nullopt;
+    if (!measured->levels) {
+        m_services.messages->show(measured->levels.error());
+        return std::nullopt;
+    }
+    ConversionDialog dialog(entry, measured->levels.value(), this);
+    if (dialog.exec() != QDialog::Accepted)
+        return std::nullopt;
+    ConversionOptions options = dialog.options();
+
+    // Nothing of the user's is replaced unasked.
+    const QString &folder = measured->folder;
+    QString output = QDir(folder).filePath(convertedFileName(source));
+    if (const QFileInfo existing(output); existing.exists() || existing.isSymLink()) {
+        const QString newName = freeFileName(folder, existing.fileName());
+        switch (askAboutExistingFile(this, output, newName)) {
+        case ExistingFileChoice::Replace:
+            options.overwrite = true;
+            break;
+        case ExistingFileChoice::NewName:
+            output = QDir(folder).filePath(newName);
+            break;
+        case ExistingFileChoice::Cancel:
+            return std::nullopt;
+        }
+    }
     setMousePointer(MousePointer::Busy);
-    const Result<ConvertedSound> converted =
-        convertForDecoder(source, conversionFolder(source, m_services.programFolder),
-                          dialog.options(), [&progress](double done) {
-                              progress.setValue(static_cast<int>(done * 1000));
-                              return !progress.wasCanceled();
-                          });
+    const std::optional<Result<ConvertedSound>> converted = runWithProgress<Result<ConvertedSound>>(
+        this, title, u"„%1“ wird umgewandelt..."_s.arg(entry),
+        [source, output, options](const ConversionProgress &progress) {
+            return convertForDecoderTo(source, output, options, progress);
+        });
     setMousePointer(MousePointer::Idle);
-    progress.hide();
-    if (converted) {
-        showConvertedFile(converted.value().path);
-        if (!converted.value().notes.isEmpty())
-            m_services.messages->show({converted.value().notes.join(QLatin1Char('\n')),
-                                       u"Für den Decoder umwandeln"_s, MessageIcon::None});
-    } else if (!progress.wasCanceled())
-        m_services.messages->show(converted.error());
+    if (!converted)
+        return std::nullopt;
+    if (!*converted) {
+        m_services.messages->show(converted->error());
+        return std::nullopt;
+    }
+    // What the conversion had to do beyond the plain task is never dropped.
+    if (const QStringList &notes = converted->value().notes; !notes.isEmpty())
+        m_services.messages->show({notes.join(u'\n'), title, MessageIcon::None});
+    return converted->value().path;
 }
 
 // The file list shows the converted file's folder with the file selected, ready for a slot.
@@ -495,8 +608,19 @@ void Form1::showConvertedFile(const QString &path)
 
 void Form1::Slot_OLEDragDrop(int k, const DropPayload &payload)
 {
-    if (const auto choice = chooseDrop(payload, m_browseFolder))
+    std::optional<DropChoice> choice = chooseDrop(payload, m_browseFolder);
+    if (!choice && !payload.files.isEmpty() && needsConversion(payload.files.first()))
+        choice = DropChoice{payload.files.first(), payload.files.first()};
+    if (!choice)
+        return;
+    if (!needsConversion(choice->sourcePath)) {
         assignToSlot(k, choice->slotText, choice->sourcePath, AssignWay::Drop);
+        return;
+    }
+    // The conversion's dialogs wait until the drop has ended: its source waits for the answer.
+    QTimer::singleShot(0, this, [this, k, source = choice->sourcePath] {
+        convertAndAssign(k, source, AssignWay::Drop);
+    });
 }
 
 void Form1::Option1_Click()
@@ -554,7 +678,8 @@ bool Form1::eventFilter(QObject *watched, QEvent *event)
     if (event->type() == QEvent::ToolTip) {
         for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
             if (watched == m_comPorts[static_cast<std::size_t>(port - 1)])
-                m_comPorts[static_cast<std::size_t>(port - 1)]->setToolTip(portToolTip(port));
+                m_comPorts[static_cast<std::size_t>(port - 1)]->setToolTip(
+                    Qt::convertFromPlainText(portToolTip(port), Qt::WhiteSpaceNoWrap));
         }
     }
     return QMainWindow::eventFilter(watched, event);
@@ -761,6 +886,11 @@ public:
         if (m_window.m_services.messages)
             m_window.m_services.messages->show(message);
     }
+    void runLongWork(const QString &text,
+                     const std::function<void(const ConversionProgress &)> &work) override
+    {
+        runWithProgress(&m_window, QStringLiteral("Sound Projekt"), text, work);
+    }
 
 private:
     Form1 &m_window;
@@ -790,6 +920,44 @@ void Form1::Speichern_Click()
 void Form1::Speichernunter_Click()
 {
     m_projects->saveAs();
+}
+
+// Brings the assigned sounds to one loudness in their working files; the project file keeps the
+// old ones until it is saved.
+void Form1::Angleichen_Click()
+{
+    const QString title = u"Lautstärke der Sounds angleichen"_s;
+    const std::optional<Result<LevelMatchPlan>> plan = runWithProgress<Result<LevelMatchPlan>>(
+        this, title, u"Die Sounds werden gemessen..."_s,
+        [folder = m_services.programFolder, names = m_slotFileNames](const ConversionProgress &p) {
+            return planLevelMatch(folder, names, std::nullopt, p);
+        });
+    if (!plan)
+        return;
+    if (!*plan) {
+        m_services.messages->show(plan->error());
+        return;
+    }
+    if (plan->value().sounds.isEmpty()) {
+        m_services.messages->show(
+            {u"Es ist noch kein Sound zugewiesen."_s, title, MessageIcon::None});
+        return;
+    }
+    LevelMatchDialog dialog(plan->value(), m_services.programFolder, *m_services.sound,
+                            *m_services.messages, this);
+    const int answer = dialog.exec();
+    m_services.sound->StopSound(); // a preview, or a loop of a file about to change
+    ResetLoopButtons();
+    setMousePointer(MousePointer::Idle);
+    if (answer != QDialog::Accepted)
+        return;
+    const std::optional<Status> applied = runWithProgress<Status>(
+        this, title, u"Die Sounds werden angeglichen..."_s,
+        [folder = m_services.programFolder, matched = dialog.plan()](const ConversionProgress &p) {
+            return applyLevelMatch(folder, matched, p);
+        });
+    if (applied && !*applied)
+        m_services.messages->show(applied->error());
 }
 
 void Form1::Info_Click()

@@ -11,6 +11,7 @@
 
 class QAction;
 class QComboBox;
+class QFileSystemWatcher;
 class QLabel;
 class QListWidget;
 class QMenu;
@@ -111,6 +112,7 @@ public slots:
     void Offnen_Click();
     void Speichern_Click();
     void Speichernunter_Click();
+    void Angleichen_Click();
     void Ende_Click();
     void Info_Click();
 
@@ -133,6 +135,13 @@ private:
     void setupProjects();
     SlotRow &row(int k) { return m_rows.at(static_cast<std::size_t>(k - 1)); }
     void showConvertedFile(const QString &path);
+    // Lists the browsed folder again, keeping the selection.
+    void relistBrowseFolder();
+    void convertAndAssign(int k, const QString &source, AssignWay way);
+    // Measures source, asks how to convert it and where an output exists what becomes of it,
+    // then converts it off the window's thread. The output's path, or nullopt when the user
+    // cancelled or a message has told why there is none.
+    std::optional<QString> convertInWindow(const QString &source, const QString &entry);
     void assignToSlot(int k, const QString &slotText, const QString &sourcePath, AssignWay way);
     void stopLoop(int k);
     Status loadCvBox(const QString &path);
@@ -178,11 +187,16 @@ private:
     QAction *m_offnen = nullptr;
     QAction *m_speichern = nullptr;
     QAction *m_speichernunter = nullptr;
+    QAction *m_angleichen = nullptr;
     QAction *m_ende = nullptr;
     QAction *m_info = nullptr;
     QAction *m_umwandeln = nullptr;
-    QMenu *m_list1Menu = nullptr; // the file list's context menu
-    QMenu *m_comMenu = nullptr;   // the adapters for one of the Com buttons
+    QMenu *m_list1Menu = nullptr;                  // the file list's context menu
+    QMenu *m_comMenu = nullptr;                    // the adapters for one of the Com buttons
+    QFileSystemWatcher *m_folderWatcher = nullptr; // the browsed folder, for the file list
+    QTimer *m_relistTimer = nullptr;               // one listing for a burst of changes on disk
+    // Counts the listings: a header check that ends after a newer listing is dropped.
+    int m_listing = 0;
     frmAbout *m_about = nullptr;
 
     friend class ProjectHostAdapter;

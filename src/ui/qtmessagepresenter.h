@@ -2,9 +2,17 @@
 
 #include "platform/messagebox.h"
 
+#include <QString>
+
+class QMessageBox;
 class QWidget;
 
 namespace klangor {
+
+// The text with every word cut to a width and the lines to a number that fit on a screen.
+QString screenSizedText(const QString &text);
+// Shows box modally with its text as plain, screen-sized text; returns exec()'s answer.
+int showPlainMessageBox(QMessageBox &box);
 
 // Shows messages as modal boxes with the OK button only.
 class QtMessagePresenter final : public MessagePresenter

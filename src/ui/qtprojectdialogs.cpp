@@ -1,5 +1,7 @@
 #include "ui/qtprojectdialogs.h"
 
+#include "ui/qtmessagepresenter.h"
+
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QMessageBox>
@@ -56,9 +58,10 @@ public:
         const QString question =
             exists ? QStringLiteral("„%1“ ist bereits vorhanden.\nSoll die Datei ersetzt werden?")
                    : QStringLiteral("„%1“ ist nicht vorhanden.\nSoll die Datei erstellt werden?");
-        if (QMessageBox::question(this, windowTitle(), question.arg(target.fileName()),
-                                  QMessageBox::Yes | QMessageBox::No,
-                                  exists ? QMessageBox::No : QMessageBox::Yes) == QMessageBox::Yes)
+        QMessageBox box(QMessageBox::Question, windowTitle(), question.arg(target.fileName()),
+                        QMessageBox::Yes | QMessageBox::No, this);
+        box.setDefaultButton(exists ? QMessageBox::No : QMessageBox::Yes);
+        if (showPlainMessageBox(box) == QMessageBox::Yes)
             QFileDialog::accept();
     }
 

@@ -7,6 +7,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPainterPath>
+#include <QScrollBar>
 #include <QStyle>
 
 namespace klangor {
@@ -49,6 +50,47 @@ WaveFileListBox::WaveFileListBox(QWidget *parent) : QListWidget(parent)
     setDragDropMode(QAbstractItemView::DragOnly);
     setDefaultDropAction(Qt::CopyAction);
     setSelectionMode(QAbstractItemView::SingleSelection);
+}
+
+namespace {
+
+void setApart(QListWidgetItem &item, const QString &why)
+{
+    QFont marked = item.listWidget()->font();
+    marked.setItalic(true);
+    item.setFont(marked);
+    item.setForeground(QColor(0x9c, 0x4a, 0x00));
+    item.setToolTip(item.text() + u'\n' + why);
+}
+
+} // namespace
+
+void WaveFileListBox::setEntries(const QList<SoundFileEntry> &entries)
+{
+    const QString selected = selectedEntry();
+    const int scrolled = verticalScrollBar()->value();
+    clear();
+    for (const SoundFileEntry &entry : entries) {
+        auto *item = new QListWidgetItem(entry.name, this);
+        item->setData(NeedsConversionRole, entry.needsConversion);
+        item->setToolTip(entry.name);
+        if (entry.needsConversion)
+            setApart(*item, QStringLiteral("Wird für den Decoder umgewandelt, bevor ein Slot ihn "
+                                           "übernimmt."));
+        if (entry.name == selected)
+            setCurrentItem(item);
+    }
+    verticalScrollBar()->setValue(scrolled);
+}
+
+void WaveFileListBox::markUnfit(const QMap<QString, QString> &reasons)
+{
+    for (int row = 0; row < count(); ++row) {
+        QListWidgetItem *entry = item(row);
+        if (const auto reason = reasons.constFind(entry->text()); reason != reasons.constEnd())
+            setApart(*entry,
+                     *reason + QStringLiteral("\nRechtsklick: Für den Decoder umwandeln..."));
+    }
 }
 
 QString WaveFileListBox::selectedEntry() const

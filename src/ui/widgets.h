@@ -1,6 +1,7 @@
 #pragma once
 
 #include "soundset/slotassignment.h"
+#include "soundset/wavefolder.h"
 
 #include <functional>
 #include <QComboBox>
@@ -8,6 +9,7 @@
 #include <QGroupBox>
 #include <QLineEdit>
 #include <QListWidget>
+#include <QMap>
 #include <QWidget>
 
 namespace klangor {
@@ -31,13 +33,20 @@ protected:
     void dropEvent(QDropEvent *event) override;
 };
 
-// The file list of the browser: its entries are dragged as plain text (the bare name).
+// The file list of the browser: its entries are dragged as plain text (the bare name). A sound
+// that must be converted for the decoder is set apart; the tooltip shows every name whole.
 class WaveFileListBox : public QListWidget
 {
     Q_OBJECT
 
 public:
+    static constexpr int NeedsConversionRole = Qt::UserRole;
+
     explicit WaveFileListBox(QWidget *parent = nullptr);
+    // Shows entries; the selected name and the scroll position stay where they still can.
+    void setEntries(const QList<SoundFileEntry> &entries);
+    // Sets apart WAV files that the decoder check refuses, each with why (name -> reason).
+    void markUnfit(const QMap<QString, QString> &reasons);
     // The selected entry, "" when none is selected.
     QString selectedEntry() const;
 

@@ -1,6 +1,7 @@
 #include "clitesthelpers.h"
 
 #include <gtest/gtest.h>
+#include <QBuffer>
 
 namespace klangor {
 namespace {
@@ -82,6 +83,16 @@ TEST(CommandLineTest, OutputFieldsCannotBreakTheLine)
 {
     EXPECT_EQ(outputField(QStringLiteral("ä\\b\tc\r\nd\x01\u202e.wav")),
               QStringLiteral("ä\\\\b\\tc\\x0d\\nd\\x01\\x202e.wav"));
+}
+
+TEST(CommandLineTest, TerminalKeepsTheLayoutAndEscapesEveryOtherControlCharacter)
+{
+    QBuffer target;
+    target.open(QIODevice::WriteOnly);
+    TerminalDevice terminal(target);
+    terminal.write("a\tb\n\x1b[2J\\\xc2"); // U+009B, the one-byte CSI, split between writes
+    terminal.write("\x9b\xc3\xa4\n");
+    EXPECT_EQ(target.data(), "a\tb\n\\x1b[2J\\\\x9b\xc3\xa4\n");
 }
 
 } // namespace

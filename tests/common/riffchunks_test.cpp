@@ -36,5 +36,19 @@ TEST(RiffChunks, WalksTheChunksAfterTheHeaderSkippingPadBytes)
     }
 }
 
+TEST(RiffChunks, StopsAfterMaxChunks)
+{
+    // Empty chunks, as a sparse file reads: millions of them would take minutes.
+    QByteArray bytes = "RIFF\0\0\0\0WAVE"_ba + QByteArray(8 * (RiffChunks::MaxChunks + 1), '\0');
+    QBuffer buffer(&bytes);
+    ASSERT_TRUE(buffer.open(QIODevice::ReadOnly));
+    RiffChunks chunks(buffer);
+    int walked = 0;
+    for (; chunks.next(); ++walked)
+        EXPECT_FALSE(chunks.tooMany());
+    EXPECT_EQ(walked, RiffChunks::MaxChunks);
+    EXPECT_TRUE(chunks.tooMany());
+}
+
 } // namespace
 } // namespace klangor

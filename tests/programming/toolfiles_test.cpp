@@ -45,6 +45,10 @@ TEST(CvList, WrittenAsWindows1252WithCrLfAndReadBackWithPlainLineEnds)
         EXPECT_EQ(test::readFile(path), bytes);
         EXPECT_EQ(loadCvText(path).value(), loaded);
     }
+    // The box would take seconds to lay out a long line.
+    const QString longest = QString(MaxCvLineCharacters, '1');
+    EXPECT_TRUE(cvListText(("2=1\r\n" + longest + "\r\n").toLatin1()));
+    EXPECT_FALSE(cvListText(("2=1\r\n" + longest + "1").toLatin1()));
 }
 
 } // namespace

@@ -105,6 +105,26 @@ TEST_F(ProjectCommandsTest, SavedProjectOpensIntoAnotherFolderWithNamesSoundsAnd
     EXPECT_EQ(readFile(other.filePath("1.wav")), sound);
 }
 
+TEST_F(ProjectCommandsTest, OpenCancelledUpToTheFirstReplacedFileChangesNothing)
+{
+    ASSERT_TRUE(writeFile(program("1.wav"), "aus dem Projekt"));
+    m_host.names.set(1, "fahrt.wav");
+    m_window.saveAs(project("lok"));
+    ASSERT_TRUE(writeFile(program("1.wav"), "seitdem"));
+    const auto before = snapshot(m_program.path());
+    m_host.calls.clear();
+    // Everything is read and staged; the cancel comes as the first file would be replaced.
+    m_host.progress = [](double share) {
+        return share < 0.9;
+    };
+    m_window.open(project("lok.spj"));
+    EXPECT_EQ(snapshot(m_program.path()), before);
+    EXPECT_TRUE(m_host.calls.isEmpty() && m_host.messages.isEmpty());
+    m_host.progress = {};
+    m_window.open(project("lok.spj"));
+    EXPECT_EQ(readFile(program("1.wav")), "aus dem Projekt");
+}
+
 TEST_F(ProjectCommandsTest, NamesTheProjectCannotHoldAreToldAndTheSaveCompletes)
 {
     m_host.names.set(2, "日本.wav");

@@ -114,6 +114,12 @@ public:
         calls << QStringLiteral("pointer:") + pointers[static_cast<int>(pointer)];
     }
     void showMessage(const UserMessage &message) override { messages << message; }
+    void runLongWork(const QString &,
+                     const std::function<void(const ConversionProgress &)> &work) override
+    {
+        work(progress);
+    }
+    ConversionProgress progress;
     // The text of the one message shown since the last call; else how many there were.
     QString onlyMessage()
     {

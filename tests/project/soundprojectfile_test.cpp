@@ -84,7 +84,20 @@ TEST(ParseProjectTest, DamagedProjectsAreRefusedWhole)
     const QByteArray longProject = projectBytes(withLong);
     auto nameless = plainRecords(emptyNames());
     nameless[40].first.clear();
+    const auto with = [](int i, const QByteArray &name, const QByteArray &data) {
+        auto records = plainRecords(emptyNames());
+        records[i] = {name, data};
+        return projectBytes(records);
+    };
+    // A left-out record is never read, whatever its size; a name of 260 bytes is still one.
+    const Result<LoadedProject> bounded =
+        parseProject(with(3, QByteArray(260, 'n'), QByteArray(5 << 20, 'x')), "x.spj");
+    ASSERT_TRUE(bounded);
+    EXPECT_EQ(bounded.value().leftOut, QStringList(QString(260, 'n')));
     const QList<std::pair<const char *, QByteArray>> cases = {
+        {"name of 261 bytes", with(3, QByteArray(261, 'n'), {})},
+        {"CV list over 256 kB", with(89, "C:\\K\\cvlist.dat", QByteArray((256 << 10) + 1, '1'))},
+        {"sound over 4 MB", with(0, "C:\\K\\0.wav", QByteArray((4 << 20) + 1, '\0'))},
         {"empty file", QByteArray()},
         {"name cut", whole.left(10)},
         {"89 records", whole.left(whole.size() - (2 + 15) - (2 + 2))},

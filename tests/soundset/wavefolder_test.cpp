@@ -8,16 +8,29 @@
 namespace klangor {
 namespace {
 
-TEST(WaveFolder, OnlyWavFilesInReadingOrder)
+TEST(WaveFolder, WavFilesAndSoundsToConvertInReadingOrder)
 {
     QTemporaryDir dir;
     for (const char *name :
-         {"e.mp3", "c.Wav", "B2.wav", "b.wav", "d.wave", "A.WAV", ".wav", "x.wav.txt"})
+         {"e.mp3", "c.Wav", "B2.wav", "b.wav", "d.wave", "A.WAV", ".wav", "x.wav.txt", "f.OGG",
+          "g.flac", "h.aif", "i.opus", "j.raw", "k.mat", "ogg", "notes.txt"})
         ASSERT_TRUE(test::writeFile(dir.filePath(QString::fromUtf8(name)), "x"));
     ASSERT_TRUE(QDir(dir.path()).mkdir("folder.wav"));
-    EXPECT_EQ(listWaveFiles(dir.path()),
-              QStringList({".wav", "A.WAV", "b.wav", "B2.wav", "c.Wav"}));
-    EXPECT_EQ(listWaveFiles(dir.filePath("missing")), std::nullopt);
+    ASSERT_TRUE(QDir(dir.path()).mkdir("folder.ogg"));
+    const QList<SoundFileEntry> expected = {
+        {".wav", false}, {"A.WAV", false}, {"b.wav", false}, {"B2.wav", false}, {"c.Wav", false},
+        {"e.mp3", true}, {"f.OGG", true},  {"g.flac", true}, {"h.aif", true},   {"i.opus", true}};
+    EXPECT_EQ(listSoundFiles(dir.path()), expected);
+    EXPECT_EQ(listSoundFiles(dir.filePath("missing")), std::nullopt);
+}
+
+TEST(WaveFolder, FreeFileNameCountsOnPastTakenNames)
+{
+    QTemporaryDir dir;
+    EXPECT_EQ(freeFileName(dir.path(), "x_decoder.wav"), "x_decoder.wav");
+    ASSERT_TRUE(test::writeFile(dir.filePath("x_decoder.wav"), "x"));
+    ASSERT_TRUE(QFile::link("/missing", dir.filePath("x_decoder (2).wav")));
+    EXPECT_EQ(freeFileName(dir.path(), "x_decoder.wav"), "x_decoder (3).wav");
 }
 
 } // namespace

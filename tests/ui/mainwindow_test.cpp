@@ -7,10 +7,14 @@
 #include "soundset/eventview.h"
 #include "soundset/wavecheck.h"
 #include "support/fakeservices.h"
+#include "support/printers.h"
 #include "support/wavwriter.h"
+#include "ui/levelmatchdialog.h"
 #include "ui/widgets.h"
 
+#include <cmath>
 #include <gtest/gtest.h>
+#include <map>
 #include <QAction>
 #include <QApplication>
 #include <QContextMenuEvent>
@@ -22,6 +26,7 @@
 #include <QHelpEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QMessageBox>
 #include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
@@ -32,9 +37,12 @@
 #include <QStyleOptionButton>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QTextDocumentFragment>
 #include <QTextEdit>
 #include <QTimer>
+#include <sndfile.h>
 #include <sys/stat.h>
+#include <vector>
 
 namespace klangor::test {
 namespace {
@@ -174,6 +182,24 @@ TEST(DriveListBox, LooksForNewDrivesWhenOpenedAndKeepsTheChosenOne)
     EXPECT_EQ(box.currentText(), "/media/a");
 }
 
+// A sound to convert stands apart; every name shows whole in its tooltip; a new listing keeps
+// the selected name selected.
+TEST(WaveFileListBox, SetsApartSoundsToConvertAndKeepsTheSelection)
+{
+    const QString longName = "ein Name, der länger ist als die Liste breit.ogg";
+    WaveFileListBox list;
+    list.setEntries({{"b.wav", false}, {longName, true}});
+    list.setCurrentRow(1);
+    list.setEntries({{"a.wav", false}, {"b.wav", false}, {longName, true}});
+    EXPECT_EQ(list.selectedEntry(), longName);
+    for (int row = 0; row < list.count(); ++row) {
+        const QListWidgetItem *item = list.item(row);
+        EXPECT_EQ(item->font().italic(), row == 2) << row;
+        EXPECT_EQ(item->data(WaveFileListBox::NeedsConversionRole).toBool(), row == 2);
+        EXPECT_EQ(item->toolTip().section('\n', 0, 0), item->text());
+    }
+}
+
 TEST_F(MainWindow, SlotDoubleClickAndDropAssignThroughTheCoreAndLoeschenEmpties)
 {
     selectEvent(13); // slots 1..5 are sound numbers 37..41
@@ -221,6 +247,135 @@ TEST_F(MainWindow, ContextMenuConvertsTheFileForTheDecoderAndASlotTakesTheResult
     QTest::mouseDClick(control("Slot1"), Qt::LeftButton);
     EXPECT_EQ(m_window->slotFileNames().at(0), "studio_decoder.wav");
     EXPECT_TRUE(m_messages.shown.isEmpty());
+}
+
+// A second of a tone in one of libsndfile's formats (most of them the program never writes).
+void writeTone(const QString &path, int format = SF_FORMAT_OGG | SF_FORMAT_VORBIS,
+               double amplitude = 0.3, int rate = 44100)
+{
+    SF_INFO info{0, rate, 1, format, 0, 0};
+    SNDFILE *file = sf_open(QFile::encodeName(path).constData(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+    std::vector<double> tone(static_cast<std::size_t>(rate));
+    for (std::size_t i = 0; i < tone.size(); ++i)
+        tone[i] = amplitude * std::sin(static_cast<double>(i) / 5);
+    sf_writef_double(file, tone.data(), static_cast<sf_count_t>(tone.size()));
+    sf_close(file);
+}
+
+// A double-click on a slot with an Ogg file selected converts it beside the original and the
+// slot takes the result; an output already there is replaced, kept beside a new name or left
+// alone as the user answers.
+TEST_F(MainWindow, SlotDoubleClickConvertsASoundFileAndAsksBeforeReplacingAnOutput)
+{
+    writeTone(soundFile("pfiff.ogg"));
+    m_window->Dir1_Change();
+    QString answer;
+    QTimer answering; // the dialogs ask from their own event loops
+    answering.callOnTimeout([&] {
+        QWidget *modal = QApplication::activeModalWidget();
+        if (auto *box = qobject_cast<QMessageBox *>(modal); box && !answer.isEmpty()) {
+            for (QAbstractButton *button : box->buttons())
+                if (button->text() == answer)
+                    button->click();
+        } else if (modal && modal->objectName() == "ConversionDialog") {
+            qobject_cast<QDialog *>(modal)->accept();
+        }
+    });
+    answering.start(10);
+    const QByteArray mine = "not to be lost";
+    struct Case
+    {
+        QString answer, slotText;
+        bool replaced, dropped = false;
+    };
+    const Case cases[] = {
+        {"", "pfiff_decoder.wav", true}, // nothing there: no question
+        {"Ersetzen", "pfiff_decoder.wav", true},
+        {"Neuer Name", "pfiff_decoder (2).wav", false},
+        {"Abbrechen", "", false},
+        {"Ersetzen", "pfiff_decoder.wav", true, true}, // a file manager's drop
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.answer.toStdString());
+        click("Command10");
+        QFile::remove(soundFile("pfiff_decoder (2).wav"));
+        if (!c.answer.isEmpty())
+            writeFile(soundFile("pfiff_decoder.wav"), mine);
+        answer = c.answer;
+        if (c.dropped) {
+            emit control<SlotBox>("Slot1")->dropped({std::nullopt, {soundFile("pfiff.ogg")}});
+            EXPECT_TRUE(QTest::qWaitFor([&] { return !slotText(1).isEmpty(); }));
+        } else {
+            assign(1, "pfiff.ogg");
+        }
+        EXPECT_EQ(slotText(1), c.slotText);
+        EXPECT_EQ(m_window->slotFileNames().at(0), c.slotText);
+        EXPECT_EQ(readFile(soundFile("pfiff_decoder.wav")) != mine, c.replaced);
+        if (!c.slotText.isEmpty()) {
+            EXPECT_EQ(readFile(m_program.filePath("0.wav")), readFile(soundFile(c.slotText)));
+        }
+        EXPECT_EQ(QFile::exists(soundFile("pfiff_decoder (2).wav")), c.answer == "Neuer Name");
+    }
+    EXPECT_TRUE(m_messages.shown.isEmpty());
+}
+
+// A sound saved into the browsed folder by another program shows up, one deleted goes; a WAV
+// file the check refuses is set apart with the check's reason once its header has been read.
+TEST_F(MainWindow, FileListFollowsTheFolderOnDiskAndSetsApartRefusedWavs)
+{
+    auto *list = control<QListWidget>("List1");
+    const auto listed = [list](const QString &name) {
+        return !list->findItems(name, Qt::MatchExactly).isEmpty();
+    };
+    const auto toolTip = [list](const QString &name) {
+        return list->findItems(name, Qt::MatchExactly).value(0)->toolTip();
+    };
+    const QString refusal = WaveChecker(m_wave).CheckWaveFile(soundFile("stereo.wav")).error().text;
+    EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip("stereo.wav").contains(refusal); }, 10000));
+    EXPECT_EQ(toolTip("horn.wav"), "horn.wav");
+    writeTone(soundFile("neu.ogg"));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return listed("neu.ogg"); }, 10000));
+    ASSERT_TRUE(QFile::remove(soundFile("horn.wav")));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !listed("horn.wav"); }, 10000));
+}
+
+// "Lautstärke der Sounds angleichen...": the dialog plays a sound as it would become, and its
+// "Angleichen" writes the working files as its plan shows them.
+TEST_F(MainWindow, AngleichenPreviewsAndAppliesTheShownPlan)
+{
+    for (const auto &[name, amplitude] : {std::pair{"laut.wav", 0.5}, {"leise.wav", 0.02}})
+        writeTone(soundFile(name), SF_FORMAT_WAV | SF_FORMAT_PCM_16, amplitude, 11025);
+    m_window->Dir1_Change();
+    assign(1, "laut.wav");
+    selectEvent(1);
+    assign(1, "leise.wav");
+    std::map<int, QByteArray> expected;
+    QTimer answering;
+    answering.callOnTimeout([&] {
+        auto *dialog = qobject_cast<LevelMatchDialog *>(QApplication::activeModalWidget());
+        if (!dialog)
+            return;
+        answering.stop();
+        QTest::keyClick(dialog->findChild<QWidget *>("Ziel"), Qt::Key_Return); // applies nothing
+        ASSERT_TRUE(dialog->isVisible());
+        m_sound.calls.clear();
+        dialog->findChild<QPushButton *>("Nachher")->click();
+        const LevelMatchPlan &plan = dialog->plan();
+        ASSERT_EQ(plan.sounds.size(), 2);
+        EXPECT_EQ(readFile(m_sound.calls.value(0).mid(5)),
+                  levelMatchedWave(m_program.path(), plan.sounds[0]).value());
+        for (const LevelMatchSound &sound : plan.sounds) {
+            EXPECT_NE(sound.gainDb, 0) << sound.name.toStdString();
+            expected[sound.soundNumber] = levelMatchedWave(m_program.path(), sound).value();
+        }
+        dialog->findChild<QPushButton *>("Anwenden")->click();
+    });
+    answering.start(10);
+    control<QAction>("Angleichen")->trigger();
+    ASSERT_EQ(expected.size(), 2u);
+    for (const auto &[number, bytes] : expected)
+        EXPECT_EQ(readFile(m_program.filePath(QString("%1.wav").arg(number))), bytes) << number;
 }
 
 // Each step: a click, then the captions of Test1..Test5 and the sound calls; the pointer is busy
@@ -367,7 +522,10 @@ TEST_F(MainWindow, ComButtonsChooseTheAdapterAndShowWhereTheyLead)
     const auto toolTip = [this](const QString &button) {
         QHelpEvent hover(QEvent::ToolTip, {5, 5}, {});
         QApplication::sendEvent(control(button), &hover);
-        return control(button)->toolTip().section('\n', 0, 0);
+        // Shown as plain text: the device names are escaped into a paragraph.
+        return QTextDocumentFragment::fromHtml(control(button)->toolTip())
+            .toPlainText()
+            .section('\n', 0, 0);
     };
     EXPECT_TRUE(toolTip("Option4").startsWith("Es sind 2 USB-Seriell-Adapter"));
     emit control("Option4")->customContextMenuRequested({5, 5});

@@ -1,0 +1,63 @@
+#include "ui/backgroundwork.h"
+
+#include "ui/qtmessagepresenter.h"
+
+#include <algorithm>
+#include <atomic>
+#include <memory>
+#include <QEventLoop>
+#include <QLabel>
+#include <QProgressDialog>
+#include <QThread>
+#include <QTimer>
+
+namespace klangor {
+
+bool runWithProgress(QWidget *parent, const QString &title, const QString &label,
+                     const std::function<void(const ConversionProgress &)> &work)
+{
+    constexpr int Steps = 1000;
+    std::atomic<bool> cancelled = false;
+    std::atomic<int> done = 0;
+    bool stopped = false; // the work was told to stop; only its thread touches this
+    QProgressDialog progress(label, QStringLiteral("Abbrechen"), 0, Steps, parent);
+    progress.setObjectName(QStringLiteral("Fortschritt"));
+    // The label may name a file: plain text, cut to fit the screen.
+    auto *text = new QLabel(screenSizedText(label));
+    text->setTextFormat(Qt::PlainText);
+    progress.setLabel(text);
+    progress.setWindowTitle(title);
+    progress.setWindowModality(Qt::WindowModal);
+    progress.setMinimumDuration(500); // short work ends before it would show
+    progress.setAutoClose(false);
+    progress.setAutoReset(false);
+    progress.setValue(0); // starts the clock for the minimum duration
+    QObject::connect(&progress, &QProgressDialog::canceled, [&cancelled] { cancelled = true; });
+
+    const std::unique_ptr<QThread> thread(QThread::create([&] {
+        work([&](double share) {
+            done = static_cast<int>(std::clamp(share, 0.0, 1.0) * Steps);
+            stopped = stopped || cancelled;
+            return !stopped;
+        });
+    }));
+    QEventLoop loop;
+    QObject::connect(thread.get(), &QThread::finished, &loop, &QEventLoop::quit);
+    // The dialog appears and moves only through setValue.
+    QTimer tick;
+    tick.setInterval(50);
+    QObject::connect(&tick, &QTimer::timeout, &progress, [&] {
+        if (progress.wasCanceled()) // also by Escape, which does not signal
+            cancelled = true;
+        else
+            progress.setValue(std::min(done.load(), Steps - 1));
+    });
+    thread->start();
+    tick.start();
+    loop.exec();
+    thread->wait(); // it has finished; this only joins it
+    // A cancel that came too late for the work leaves its result standing: it is on disk.
+    return !stopped;
+}
+
+} // namespace klangor

@@ -177,6 +177,10 @@ int main(int argc, char **argv)
         button("Test1")->click();
     });
     step(QStringLiteral("Soundgruppe abspielen"), [&] { button("Command2")->click(); });
+    step(QStringLiteral("10 Minuten 48 kHz im Dateifenster anhören"), [&] {
+        select(longSound);
+        window.List1_DblClick();
+    });
     step(
         QStringLiteral("10 Minuten 48 kHz umwandeln"),
         [&] {

@@ -135,10 +135,21 @@ bool ProjectCommands::writeWorkingLists()
 void ProjectCommands::saveProjectFile(const QString &projectPath)
 {
     m_host->setMousePointer(MousePointer::Busy);
-    const Status saved = m_projects.SaveProject(projectPath, m_host->slotFileNames());
+    std::optional<Status> saved;
+    m_host->runLongWork(QStringLiteral("Das Sound Projekt wird gespeichert..."),
+                        [&, names = m_host->slotFileNames()](const ConversionProgress &progress) {
+                            bool cancelled = false;
+                            const Status done = m_projects.SaveProject(projectPath, names, [&] {
+                                return !(cancelled = progress && !progress(0.5));
+                            });
+                            if (!cancelled)
+                                saved = done;
+                        });
     m_host->setMousePointer(MousePointer::Idle);
-    if (!saved) {
-        report(saved.error(), SaveTitle);
+    if (!saved)
+        return;
+    if (!*saved) {
+        report(saved->error(), SaveTitle);
         return;
     }
     if (const QStringList changed = namesThatChange(m_host->slotFileNames()); !changed.isEmpty())

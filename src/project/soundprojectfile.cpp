@@ -294,11 +294,14 @@ SoundProjectFile::SoundProjectFile(QString programFolder)
     : m_programFolder(std::move(programFolder))
 {}
 
-Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileNames &names)
+Status SoundProjectFile::SaveProject(const QString &projectPath, const SlotFileNames &names,
+                                     const std::function<bool()> &mayWrite)
 {
     const Result<ProjectRecords> records = collectProjectRecords(m_programFolder, names, true);
     if (!records)
         return records.error();
+    if (mayWrite && !mayWrite())
+        return {};
     return writeProjectFile(projectPath, records.value());
 }
 

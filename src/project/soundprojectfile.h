@@ -99,8 +99,10 @@ public:
     // Collects the working files of the assigned sound numbers, placeholder.dat for the others,
     // sound.arr and cvlist.dat, and writes them as one project. All files are read before the
     // first byte is written; the project file is replaced whole and only when everything
-    // could be written, so a failed save leaves an older project as it was.
-    Status SaveProject(const QString &projectPath, const SlotFileNames &names);
+    // could be written, so a failed save leaves an older project as it was. mayWrite is asked
+    // once all is read; false writes nothing (and returns no message).
+    Status SaveProject(const QString &projectPath, const SlotFileNames &names,
+                       const std::function<bool()> &mayWrite = {});
 
     // Reads and checks the whole project; touches no file. A project that is incomplete or
     // damaged is refused as a whole.

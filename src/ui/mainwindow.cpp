@@ -889,7 +889,13 @@ public:
     void runLongWork(const QString &text,
                      const std::function<void(const ConversionProgress &)> &work) override
     {
+        // The window answers meanwhile, but takes no clicks: a second open or save would
+        // write into the same folder. The progress dialog is a window of its own.
+        m_window.centralWidget()->setEnabled(false);
+        m_window.menuBar()->setEnabled(false);
         runWithProgress(&m_window, QStringLiteral("Sound Projekt"), text, work);
+        m_window.menuBar()->setEnabled(true);
+        m_window.centralWidget()->setEnabled(true);
     }
 
 private:

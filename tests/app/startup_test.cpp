@@ -48,6 +48,13 @@ TEST(Startup, WithoutADisplayTheWindowSaysWhyAndTheCommandLineRuns)
         {{"check", "/fehlt/ä.wav"}, 1, "/fehlt/\xC3\xA4.wav\tDie Datei existiert nicht.\n", ""},
         {{"-v"}, 2, "", "klangor: Unbekannte Option \xE2\x80\x9E-v\xE2\x80\x9C.\n"},
         {{"-o", "x"}, 2, "", "klangor: Unbekannte Option \xE2\x80\x9E-o\xE2\x80\x9C.\n"},
+        // No message passes an escape sequence from a name to the terminal.
+        {{"project", "show", "/fehlt/\x1b[2J.spj"},
+         1,
+         "",
+         "klangor: Das Sound Projekt kann nicht ge\xC3\xB6"
+         "ffnet werden. Die Datei "
+         "\xE2\x80\x9E/fehlt/\\x1b[2J.spj\xE2\x80\x9C"},
     };
     for (const auto &[arguments, exitCode, out, err] : cases) {
         QProcess program;

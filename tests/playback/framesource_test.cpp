@@ -15,6 +15,7 @@ TEST(FrameSource, LoopsRepeatTheSamplesExactlyWithNothingBetween)
         const auto sound = test::rampSound(frames, 1000, channels);
         FrameSource source;
         source.play(sound, true);
+        source.restart();
         // Reads as an output pulls, chunk frames at a time, across many seams.
         std::vector<qint16> out(static_cast<std::size_t>(frames * 25 * channels));
         for (qint64 done = 0; done < frames * 25; done += chunk) {

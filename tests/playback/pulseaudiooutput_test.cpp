@@ -91,11 +91,11 @@ TEST_F(PulseServer, QuietStreamPausesAndTheNextSoundWakesIt)
         return QTest::qWaitFor(
             [&] { return pactl("list sink-inputs").contains(yes ? "Corked: yes" : "Corked: no"); });
     };
-    source.enqueue(test::rampSound(500, 1));
+    source.play(test::rampSound(500, 1), false);
     ASSERT_TRUE(output.start(source, {11025, 1}));
     EXPECT_TRUE(corked(true));
     const qint64 paused = output.heardPosition();
-    const FrameSource::Ticket ticket = source.enqueue(test::rampSound(500, 1));
+    const FrameSource::Ticket ticket = source.play(test::rampSound(500, 1), false);
     ASSERT_TRUE(output.start(source, {11025, 1}));
     EXPECT_TRUE(corked(false));
     // The second sound is heard to its end, from where the first pause left off.

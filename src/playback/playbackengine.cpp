@@ -91,8 +91,9 @@ void PlaybackEngine::advanceGroup()
         std::shared_ptr<const PcmSound> &next = m_waiting.front();
         const FrameSource::Progress last = m_source.progress(m_lastInGroup);
         if (m_lastInGroup != 0 && next->format == m_format &&
-            (!last.endPosition || *last.endPosition >= m_output->replaceablePosition() +
-                                                           joinSpareMs * m_format.sampleRate / 1000)) {
+            (!last.endPosition ||
+             *last.endPosition >=
+                 m_output->replaceablePosition() + joinSpareMs * m_format.sampleRate / 1000)) {
             m_lastInGroup = m_source.enqueue(next);
             // Read to its end already: the stream has silence queued there, written over now.
             if (last.endPosition)

@@ -39,7 +39,10 @@ public:
     // False without an output, or while the output reports that nothing can be heard.
     bool isAudible() const { return m_output && !m_refused; }
     // Hears, from the event loop, each change of isAudible the output reports by itself.
-    void onAudibleChanged(std::function<void(bool)> changed) { m_audibleChanged = std::move(changed); }
+    void onAudibleChanged(std::function<void(bool)> changed)
+    {
+        m_audibleChanged = std::move(changed);
+    }
 
 private:
     FrameSource::Ticket start(std::shared_ptr<const PcmSound> sound, bool loop);

@@ -376,8 +376,9 @@ qint64 PulseAudioOutput::replaceableLocked()
     pa_usec_t ahead = rewriteMarginUs;
     if (const pa_timing_info *timing = pa_stream_get_timing_info(m_stream))
         ahead += timing->sink_usec + timing->transport_usec;
-    return std::min(m_written, static_cast<qint64>((heard + ahead) * pa_usec_t(m_format.sampleRate) /
-                                                   PA_USEC_PER_SEC));
+    return std::min(
+        m_written,
+        static_cast<qint64>((heard + ahead) * pa_usec_t(m_format.sampleRate) / PA_USEC_PER_SEC));
 }
 
 void PulseAudioOutput::corkLocked(bool cork)

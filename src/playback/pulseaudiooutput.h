@@ -57,7 +57,7 @@ private:
     pa_time_event *m_retry = nullptr;
     pa_time_event *m_answer = nullptr;
     FrameSource *m_source = nullptr;
-    PcmFormat m_format; // of m_stream
+    PcmFormat m_format;    // of m_stream
     bool m_wanted = false; // a sound was asked for: a stream opens playing, not paused
     qint64 m_written = 0;  // frames handed to the stream
     qint64 m_silent = 0;   // frames of silence handed over since the last sound

@@ -39,6 +39,12 @@ void FrameSource::restart()
     m_held = false;
 }
 
+bool FrameSource::isEmpty() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_items.empty();
+}
+
 FrameSource::Progress FrameSource::progress(Ticket ticket) const
 {
     const std::lock_guard lock(m_mutex);

@@ -36,6 +36,7 @@ public:
     void clear();
     // Sounds not yet begun start at the next position read.
     void restart();
+    bool isEmpty() const;
     // A dropped sound, and one read to its end before another was, has no frames left and
     // no end position: nothing of it is waited for any more.
     Progress progress(Ticket ticket) const;

@@ -1,5 +1,7 @@
 #include "playback/pulseaudiooutput.h"
 
+#include "playback/realtime.h"
+
 #include <algorithm>
 #include <pulse/pulseaudio.h>
 #include <utility>
@@ -17,10 +19,12 @@ constexpr pa_usec_t queueUs = 250000;
 constexpr pa_usec_t requestUs = 5000;
 // How far ahead of what the sink has taken a rewrite begins: the time the rewrite needs to
 // reach the server. Written any earlier, its start would be lost.
-constexpr pa_usec_t rewriteMarginUs = 4000;
+constexpr pa_usec_t rewriteMarginUs = 6000;
 // A local server answers in milliseconds; one that does not answer in this time counts as
 // gone until it does.
 constexpr pa_usec_t answerUs = PA_USEC_PER_SEC;
+// Low: below the servers' own threads, above everything that is not real-time.
+constexpr int realtimePriority = 5;
 // How soon a lost server or stream is tried again.
 constexpr pa_usec_t retryUs = PA_USEC_PER_SEC / 2;
 
@@ -55,6 +59,11 @@ PulseAudioOutput::PulseAudioOutput(int idleMs, PcmFormat prepared)
         return;
     }
     pa_threaded_mainloop_lock(m_loop);
+    // The sound thread sends every rewrite to the server: on a busy machine it must not wait
+    // behind the others for a processor, or the rewrite arrives too late to replace the start.
+    pa_mainloop_api_once(
+        pa_threaded_mainloop_get_api(m_loop),
+        [](pa_mainloop_api *, void *) { makeThreadRealtime(realtimePriority); }, nullptr);
     connectLocked();
     pa_threaded_mainloop_unlock(m_loop);
 }
@@ -235,6 +244,7 @@ void PulseAudioOutput::openStreamLocked()
     m_written = 0;
     m_silent = 0;
     m_corked = !m_wanted;
+    m_played = m_wanted;
     pa_stream_set_state_callback(
         m_stream,
         [](pa_stream *stream, void *self) {
@@ -256,10 +266,10 @@ void PulseAudioOutput::openStreamLocked()
     attributes.prebuf = attributes.minreq;
     attributes.fragsize = static_cast<uint32_t>(-1);
     // Early requests keep the sink's own buffer at one piece, however much the server holds
-    // for the stream; the clock is interpolated between the server's reports, so
-    // heardPosition is exact to a millisecond.
-    auto flags = static_cast<pa_stream_flags_t>(
-        PA_STREAM_EARLY_REQUESTS | PA_STREAM_INTERPOLATE_TIMING | PA_STREAM_AUTO_TIMING_UPDATE);
+    // for the stream; the server reports its position now and then, and the positions are
+    // moved on from there by the system clock.
+    auto flags =
+        static_cast<pa_stream_flags_t>(PA_STREAM_EARLY_REQUESTS | PA_STREAM_AUTO_TIMING_UPDATE);
     if (m_corked)
         flags = static_cast<pa_stream_flags_t>(flags | PA_STREAM_START_CORKED);
     if (pa_stream_connect_playback(m_stream, nullptr, &attributes, flags, nullptr, nullptr) < 0) {
@@ -279,6 +289,11 @@ void PulseAudioOutput::streamChanged(pa_stream *stream)
     if (state == PA_STREAM_READY) {
         cancelTimer(m_answer);
         closeStreamLocked(m_previous);
+        // Opened paused, and a sound came while it was being opened.
+        if (m_wanted && m_corked) {
+            rewriteLocked(0);
+            corkLocked(false);
+        }
         setAudibleLocked(true);
     } else if (isEnd(state)) {
         // Its sink went away, or the server took it back: another is opened on the default.
@@ -323,9 +338,12 @@ bool PulseAudioOutput::start(FrameSource &source, const PcmFormat &format, qint6
     pa_threaded_mainloop_lock(m_loop);
     m_source = &source;
     m_wanted = true;
-    if (m_stream && m_format == format && pa_stream_get_state(m_stream) == PA_STREAM_READY) {
-        corkLocked(false);
+    if (m_stream && m_format == format && m_corked && source.isEmpty()) {
+        source.restart(); // a stop of a paused stream: nothing to silence, nothing to wake
+    } else if (m_stream && m_format == format && pa_stream_get_state(m_stream) == PA_STREAM_READY) {
+        // Rewritten while still paused: the clock is known then, and stands still.
         rewriteLocked(from);
+        corkLocked(false);
     } else {
         // The new stream plays the source from its first position on.
         source.restart();
@@ -347,11 +365,7 @@ qint64 PulseAudioOutput::heardPosition()
     if (!m_loop)
         return 0;
     pa_threaded_mainloop_lock(m_loop);
-    pa_usec_t heard = 0;
-    if (!m_stream || pa_stream_get_time(m_stream, &heard) < 0)
-        heard = 0;
-    const qint64 position =
-        static_cast<qint64>(heard * pa_usec_t(m_format.sampleRate) / PA_USEC_PER_SEC);
+    const qint64 position = positionLocked(false);
     pa_threaded_mainloop_unlock(m_loop);
     return position;
 }
@@ -361,24 +375,34 @@ qint64 PulseAudioOutput::replaceablePosition()
     if (!m_loop)
         return 0;
     pa_threaded_mainloop_lock(m_loop);
-    const qint64 position = replaceableLocked();
+    const qint64 position = positionLocked(true);
     pa_threaded_mainloop_unlock(m_loop);
     return position;
 }
 
-// Ahead of what the sink has taken from the server: what is heard now, the sink's buffer, the
-// way to the server and a margin.
-qint64 PulseAudioOutput::replaceableLocked()
+// From the server's last report: what the sink had taken from the stream then, moved on by
+// the time since while it plays. What is heard lies the sink's buffer behind that; what can
+// still be replaced lies the way to the server and a margin ahead of it. Not
+// libpulse's interpolated clock: it runs on while a stream that never played is paused, and
+// never goes back.
+qint64 PulseAudioOutput::positionLocked(bool replaceable)
 {
-    pa_usec_t heard = 0;
-    if (!m_stream || pa_stream_get_time(m_stream, &heard) < 0)
-        return m_written;
-    pa_usec_t ahead = rewriteMarginUs;
-    if (const pa_timing_info *timing = pa_stream_get_timing_info(m_stream))
-        ahead += timing->sink_usec + timing->transport_usec;
-    return std::min(
-        m_written,
-        static_cast<qint64>((heard + ahead) * pa_usec_t(m_format.sampleRate) / PA_USEC_PER_SEC));
+    const pa_timing_info *timing = m_stream ? pa_stream_get_timing_info(m_stream) : nullptr;
+    if (!timing || timing->read_index_corrupt)
+        return replaceable && m_played ? m_written : 0;
+    const bool playing = timing->playing && !m_corked;
+    auto us = static_cast<qint64>(
+        pa_bytes_to_usec(static_cast<uint64_t>(std::max<int64_t>(0, timing->read_index)),
+                         pa_stream_get_sample_spec(m_stream)));
+    if (playing)
+        us += static_cast<qint64>(pa_timeval_age(&timing->timestamp));
+    if (replaceable)
+        us += static_cast<qint64>(rewriteMarginUs + timing->transport_usec);
+    else if (playing)
+        us = std::max<qint64>(0, us + static_cast<qint64>(timing->transport_usec) -
+                                     static_cast<qint64>(timing->sink_usec));
+    const qint64 frames = us * m_format.sampleRate / qint64(PA_USEC_PER_SEC);
+    return replaceable ? std::min(m_written, frames) : frames;
 }
 
 void PulseAudioOutput::corkLocked(bool cork)
@@ -387,13 +411,14 @@ void PulseAudioOutput::corkLocked(bool cork)
         return;
     m_corked = cork;
     m_silent = 0;
+    m_played = m_played || !cork;
     forget(pa_stream_cork(m_stream, cork ? 1 : 0, nullptr, nullptr));
 }
 
 // Writes what is queued again from `from`, or from the earliest position still in reach.
 void PulseAudioOutput::rewriteLocked(qint64 from)
 {
-    const qint64 position = std::min(std::max(from, replaceableLocked()), m_written);
+    const qint64 position = std::min(std::max(from, positionLocked(true)), m_written);
     m_source->restart();
     if (position < m_written)
         writeLocked(position, m_written - position);

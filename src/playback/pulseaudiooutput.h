@@ -43,7 +43,7 @@ private:
     void writeLocked(qint64 position, qint64 frames);
     void rewriteLocked(qint64 from);
     void corkLocked(bool cork);
-    qint64 replaceableLocked();
+    qint64 positionLocked(bool replaceable);
     void setAudibleLocked(bool audible);
     void retryLater();
     void expectAnswer();
@@ -62,6 +62,7 @@ private:
     qint64 m_written = 0;  // frames handed to the stream
     qint64 m_silent = 0;   // frames of silence handed over since the last sound
     bool m_corked = false;
+    bool m_played = false; // the stream was ever let play
     std::optional<bool> m_audible;
     std::function<void(bool)> m_listener;
 };

@@ -19,7 +19,7 @@ constexpr pa_usec_t queueUs = 250000;
 constexpr pa_usec_t requestUs = 5000;
 // How far ahead of what the sink has taken a rewrite begins: the time the rewrite needs to
 // reach the server. Written any earlier, its start would be lost.
-constexpr pa_usec_t rewriteMarginUs = 6000;
+constexpr pa_usec_t rewriteMarginUs = 8000;
 // A local server answers in milliseconds; one that does not answer in this time counts as
 // gone until it does.
 constexpr pa_usec_t answerUs = PA_USEC_PER_SEC;

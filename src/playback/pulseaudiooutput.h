@@ -62,7 +62,8 @@ private:
     qint64 m_written = 0;  // frames handed to the stream
     qint64 m_silent = 0;   // frames of silence handed over since the last sound
     bool m_corked = false;
-    bool m_played = false; // the stream was ever let play
+    bool m_played = false;   // the stream was ever let play
+    bool m_pipewire = false; // PipeWire's server answers
     std::optional<bool> m_audible;
     std::function<void(bool)> m_listener;
 };

@@ -26,7 +26,8 @@ public:
     virtual qint64 heardPosition() = 0;
     // The earliest position start can still replace.
     virtual qint64 replaceablePosition() = 0;
-    // Called from the output's thread whenever sound becomes possible (true) or impossible.
+    // Called from the output's thread whenever sound becomes possible (true) or impossible,
+    // and at once with what is known already.
     virtual void setAudibleListener(std::function<void(bool)> listener) = 0;
 };
 

@@ -105,6 +105,8 @@ void PulseAudioOutput::setAudibleListener(std::function<void(bool)> listener)
     }
     pa_threaded_mainloop_lock(m_loop);
     m_listener = std::move(listener);
+    if (m_listener && m_audible) // what is known already
+        m_listener(*m_audible);
     pa_threaded_mainloop_unlock(m_loop);
 }
 

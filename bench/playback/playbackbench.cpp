@@ -1111,7 +1111,9 @@ int countingBreaks(const QByteArray &raw, std::size_t &frames)
     int breaks = 0;
     for (std::size_t i = first + 1; i < last; ++i) {
         const int expected = x[i - 1] + 1 == besideLow + besideSpan ? besideLow : x[i - 1] + 1;
-        breaks += x[i] != expected;
+        if (x[i] != expected && ++breaks <= 5)
+            std::printf("    break at %.3f s: %d after %d\n", double(i - first) / besideRate, x[i],
+                        x[i - 1]);
     }
     return breaks;
 }

@@ -16,6 +16,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <functional>
 #include <numbers>
 #include <optional>
@@ -1150,6 +1151,11 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     const QString besideFifo = base.filePath(QStringLiteral("beside.fifo"));
     if (!sound.loadPipeSink(QStringLiteral("beside"), besideFifo, besideRate, 2))
         return 2;
+    // The recorder is a plain process beside four busy ones: the pipe gets room for seconds,
+    // so that a late read loses nothing the server played.
+    const int besidePipe = ::open(QFile::encodeName(besideFifo).constData(), O_RDWR | O_NONBLOCK);
+    if (besidePipe >= 0)
+        ::fcntl(besidePipe, F_SETPIPE_SZ, 1 << 20);
     QProcess besideRecorder;
     besideRecorder.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     besideRecorder.setStandardOutputFile(base.filePath(QStringLiteral("beside.raw")));
@@ -1227,6 +1233,8 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     beside.waitForFinished(3000);
     besideRecorder.terminate();
     besideRecorder.waitForFinished(3000);
+    if (besidePipe >= 0)
+        ::close(besidePipe);
     sound.stop();
 
     QFile besideFile(base.filePath(QStringLiteral("beside.raw")));

@@ -16,8 +16,12 @@ FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, 
     const std::lock_guard lock(m_mutex);
     const Ticket ticket = m_nextTicket++;
     // A sound without frames is over at once; looping it would spin forever.
-    if (sound && sound->frameCount() > 0)
-        m_items.push_back({std::move(sound), loop, 0, ticket});
+    if (sound && sound->frameCount() > 0) {
+        std::optional<qint64> start;
+        if (m_items.empty() && m_endedTicket != 0)
+            start = m_endedAt;
+        m_items.push_back({std::move(sound), loop, ticket, start});
+    }
     return ticket;
 }
 
@@ -26,6 +30,19 @@ void FrameSource::clear()
     const std::lock_guard lock(m_mutex);
     m_items.clear();
     m_endedTicket = 0;
+    m_held = true;
+}
+
+void FrameSource::restart()
+{
+    const std::lock_guard lock(m_mutex);
+    m_held = false;
+}
+
+bool FrameSource::isEmpty() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_items.empty();
 }
 
 FrameSource::Progress FrameSource::progress(Ticket ticket) const
@@ -34,11 +51,17 @@ FrameSource::Progress FrameSource::progress(Ticket ticket) const
     Progress progress;
     if (ticket == m_endedTicket)
         progress.endPosition = m_endedAt;
+    qint64 at = m_readTo; // where the next sound not yet begun would start
     for (const Item &item : m_items) {
         if (item.ticket > ticket)
             break;
-        progress.framesLeft +=
-            item.sound->frameCount() - item.position / item.sound->format.channels;
+        const qint64 start = item.start.value_or(at);
+        const qint64 length = item.sound->frameCount();
+        qint64 read = std::max<qint64>(0, m_readTo - start);
+        if (item.loop)
+            read %= length;
+        progress.framesLeft += length - std::min(read, length);
+        at = start + length;
     }
     return progress;
 }
@@ -47,31 +70,43 @@ bool FrameSource::read(qint16 *out, qint64 frames, int channels, qint64 position
 {
     const std::lock_guard lock(m_mutex);
     qint64 done = 0; // frames
-    while (done < frames && !m_items.empty()) {
+    bool audible = false;
+    while (done < frames && !m_held && !m_items.empty()) {
         Item &item = m_items.front();
         // Only a sound of the stream's own layout can be played; the engine never queues another.
         if (item.sound->format.channels != channels) {
             m_items.pop_front();
             continue;
         }
-        const qint64 total = item.sound->frameCount() * channels; // whole frames only
-        const qint64 n = std::min((frames - done) * channels, total - item.position);
-        std::memcpy(out + done * channels, item.sound->samples.data() + item.position,
-                    static_cast<std::size_t>(n) * 2);
-        item.position += n;
-        done += n / channels;
-        if (item.position == total) {
-            if (item.loop) {
-                item.position = 0;
-            } else {
-                m_endedTicket = item.ticket;
-                m_endedAt = position + done;
-                m_items.pop_front();
-            }
+        const qint64 at = position + done;
+        if (!item.start)
+            item.start = at;
+        const qint64 length = item.sound->frameCount();
+        if (*item.start > at) { // silence until it begins
+            const qint64 n = std::min(frames - done, *item.start - at);
+            std::fill(out + done * channels, out + (done + n) * channels, qint16(0));
+            done += n;
+            continue;
+        }
+        qint64 offset = at - *item.start;
+        if (item.loop)
+            offset %= length;
+        const qint64 n = std::clamp<qint64>(length - offset, 0, frames - done);
+        std::memcpy(out + done * channels, item.sound->samples.data() + offset * channels,
+                    static_cast<std::size_t>(n * channels) * 2);
+        done += n;
+        audible = audible || n > 0;
+        if (!item.loop && offset + n >= length) { // read to its end: the next one follows
+            m_endedTicket = item.ticket;
+            m_endedAt = *item.start + length;
+            m_items.pop_front();
+            if (!m_items.empty() && !m_items.front().start)
+                m_items.front().start = m_endedAt;
         }
     }
     std::fill(out + done * channels, out + frames * channels, qint16(0));
-    return done > 0;
+    m_readTo = position + frames;
+    return audible;
 }
 
 } // namespace klangor

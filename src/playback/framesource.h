@@ -12,7 +12,9 @@ namespace klangor {
 // The stream an output plays: the queued sounds back to back, a looping sound wrapped around
 // sample-exactly, silence once they have run out. The output reads it on its own thread while
 // the window's thread queues and drops sounds, so every call is safe from either thread.
-// Positions are frames of the output's stream, as counted by the reader.
+// Every sound is pinned to the stream position where it starts, so what the output reads for
+// a position is the same however often it reads it again: an output that keeps much audio
+// queued can rewrite a stretch it already wrote and still join sounds without a gap.
 class FrameSource
 {
 public:
@@ -26,9 +28,15 @@ public:
 
     // Drops everything queued and queues the sound.
     Ticket play(std::shared_ptr<const PcmSound> sound, bool loop);
-    // Queues the sound behind the others; nothing behind a loop is ever reached.
+    // Queues the sound behind the others; nothing behind a loop is ever reached. Queued when
+    // all others were read to their end, it starts right behind the last of them.
     Ticket enqueue(std::shared_ptr<const PcmSound> sound, bool loop = false);
+    // Drops everything queued. What is queued next waits in silence for restart(): the
+    // output decides where in its stream the new sounds begin.
     void clear();
+    // Sounds not yet begun start at the next position read.
+    void restart();
+    bool isEmpty() const;
     // A dropped sound, and one read to its end before another was, has no frames left and
     // no end position: nothing of it is waited for any more.
     Progress progress(Ticket ticket) const;
@@ -42,13 +50,15 @@ private:
     {
         std::shared_ptr<const PcmSound> sound;
         bool loop = false;
-        qint64 position = 0; // in samples
         Ticket ticket = 0;
+        std::optional<qint64> start; // stream position of its first frame, once known
     };
 
     mutable std::mutex m_mutex;
     std::deque<Item> m_items;
     Ticket m_nextTicket = 1;
+    bool m_held = false;
+    qint64 m_readTo = 0;      // just behind the last position read
     Ticket m_endedTicket = 0; // the sound read to its end last, and where it ended
     qint64 m_endedAt = 0;
 };

@@ -11,6 +11,9 @@ namespace {
 constexpr qint64 leadMs = 60;
 // A group is given up this long after it should have been heard (a stalled output).
 constexpr qint64 waitMarginMs = 2000;
+// A group's next sound joins the last one only when the output can still place it there with
+// this much to spare; otherwise it starts afresh.
+constexpr qint64 joinSpareMs = 3;
 
 } // namespace
 
@@ -19,6 +22,27 @@ PlaybackEngine::PlaybackEngine(std::unique_ptr<AudioOutput> output) : m_output(s
     m_wake.setSingleShot(true);
     m_wake.setTimerType(Qt::PreciseTimer);
     m_wake.callOnTimeout([this] { advanceGroup(); });
+    if (!m_output)
+        return;
+    // From the output's thread to this one; the context goes with the engine.
+    m_output->setAudibleListener([this](bool audible) {
+        QMetaObject::invokeMethod(
+            &m_deferred,
+            [this, audible] {
+                m_refused = !audible;
+                if (!audible && m_inGroup)
+                    stop(); // nothing of it is heard: no one waits for it
+                if (m_audibleChanged)
+                    m_audibleChanged(audible);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+PlaybackEngine::~PlaybackEngine()
+{
+    // The output's thread is gone before anything it reports to.
+    m_output.reset();
 }
 
 FrameSource::Ticket PlaybackEngine::start(std::shared_ptr<const PcmSound> sound, bool loop)
@@ -27,8 +51,12 @@ FrameSource::Ticket PlaybackEngine::start(std::shared_ptr<const PcmSound> sound,
     if (!sound)
         return 0;
     m_format = sound->format;
+    m_started = true;
+    const FrameSource::Ticket ticket = m_source.enqueue(std::move(sound), loop);
     m_refused = !m_output->start(m_source, m_format);
-    return m_refused ? 0 : m_source.enqueue(std::move(sound), loop);
+    if (m_refused)
+        m_source.clear();
+    return m_refused ? 0 : ticket;
 }
 
 void PlaybackEngine::play(std::shared_ptr<const PcmSound> sound, bool loop)
@@ -61,9 +89,15 @@ void PlaybackEngine::advanceGroup()
     const qint64 leadFrames = leadMs * m_format.sampleRate / 1000;
     while (!m_waiting.empty()) {
         std::shared_ptr<const PcmSound> &next = m_waiting.front();
-        if (m_lastInGroup != 0 && next->format == m_format) {
+        const FrameSource::Progress last = m_source.progress(m_lastInGroup);
+        if (m_lastInGroup != 0 && next->format == m_format &&
+            (!last.endPosition ||
+             *last.endPosition >=
+                 m_output->replaceablePosition() + joinSpareMs * m_format.sampleRate / 1000)) {
             m_lastInGroup = m_source.enqueue(next);
-            m_refused = !m_output->start(m_source, m_format); // wakes a stream gone quiet
+            // Read to its end already: the stream has silence queued there, written over now.
+            if (last.endPosition)
+                m_refused = !m_output->start(m_source, m_format, *last.endPosition);
         } else if (m_lastInGroup != 0 && m_source.progress(m_lastInGroup).framesLeft > leadFrames) {
             wakeAfter(m_source.progress(m_lastInGroup).framesLeft - leadFrames);
             return;
@@ -121,6 +155,8 @@ void PlaybackEngine::stop()
         return;
     endGroup();
     m_source.clear();
+    if (m_started)
+        m_output->start(m_source, m_format); // what the stream has queued is silenced
 }
 
 } // namespace klangor

@@ -22,6 +22,9 @@ class PlaybackEngine
 public:
     // Without an output the engine stays silent and every call returns at once.
     explicit PlaybackEngine(std::unique_ptr<AudioOutput> output);
+    ~PlaybackEngine();
+    PlaybackEngine(const PlaybackEngine &) = delete;
+    PlaybackEngine &operator=(const PlaybackEngine &) = delete;
 
     // Drops what plays and starts the sound; returns at once.
     void play(std::shared_ptr<const PcmSound> sound, bool loop);
@@ -33,8 +36,13 @@ public:
     void whenHeard(std::function<void()> heard);
     // Drops what plays; nothing more is heard after what the stream already holds.
     void stop();
-    // False without an output or once the output refused to start.
+    // False without an output, or while the output reports that nothing can be heard.
     bool isAudible() const { return m_output && !m_refused; }
+    // Hears, from the event loop, each change of isAudible the output reports by itself.
+    void onAudibleChanged(std::function<void(bool)> changed)
+    {
+        m_audibleChanged = std::move(changed);
+    }
 
 private:
     FrameSource::Ticket start(std::shared_ptr<const PcmSound> sound, bool loop);
@@ -58,6 +66,8 @@ private:
     QElapsedTimer m_groupClock;
     qint64 m_groupBudgetMs = 0; // a stalled output is given up after this
     std::vector<std::function<void()>> m_heard;
+    std::function<void(bool)> m_audibleChanged;
+    bool m_started = false; // a sound went to the output: a stop has something to silence
     QTimer m_wake;
     QObject m_deferred; // context of the calls the engine leaves for later; goes with it
 };

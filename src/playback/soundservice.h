@@ -37,7 +37,8 @@ namespace klangor {
 
 // The sound service of this machine; resolves bare names in programFolder. Without an audio
 // device it stays silent, and no call blocks or fails.
-// tellUser hears once per run that nothing can be heard (no sound server, no device).
+// tellUser hears that nothing can be heard (no sound server, no device, a server that does not
+// answer) when a sound is asked for: once per loss, again after sound was back and is lost again.
 std::unique_ptr<SoundService>
 createSystemSoundService(const QString &programFolder,
                          std::function<void(const UserMessage &)> tellUser = {});

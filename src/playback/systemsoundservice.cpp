@@ -11,11 +11,24 @@ SystemSoundService::SystemSoundService(QString programFolder, std::unique_ptr<Au
                                        std::function<void(const UserMessage &)> tellUser)
     : m_programFolder(std::move(programFolder)), m_engine(std::move(output)),
       m_tellUser(std::move(tellUser))
-{}
+{
+    m_engine.onAudibleChanged([this](bool audible) {
+        if (audible)
+            m_toldMute = false;
+        else if (m_playing)
+            tellIfMute(); // lost while a sound was meant to be heard
+    });
+}
+
+void SystemSoundService::played()
+{
+    m_playing = true;
+    tellIfMute();
+}
 
 void SystemSoundService::tellIfMute()
 {
-    // Once per run: a user listening to a group would otherwise get a box per sound.
+    // Once per loss: a user listening to a group would otherwise get a box per sound.
     if (!m_engine.isAudible() && m_tellUser && !std::exchange(m_toldMute, true))
         m_tellUser({QStringLiteral("Es ist keine Tonausgabe verfügbar (kein Soundsystem oder "
                                    "kein Ausgabegerät). Die Sounds bleiben stumm, bis "
@@ -26,19 +39,19 @@ void SystemSoundService::tellIfMute()
 void SystemSoundService::PlaySoundOnce(const QString &path)
 {
     m_engine.play(loadSoundOrDefault(path), false);
-    tellIfMute();
+    played();
 }
 
 void SystemSoundService::PlaySoundLoop(const QString &path)
 {
     m_engine.play(loadSoundOrDefault(path), true);
-    tellIfMute();
+    played();
 }
 
 void SystemSoundService::PlaySoundWait(const QString &bareName)
 {
     m_engine.playInGroup(loadSoundOrDefault(QDir(m_programFolder).filePath(bareName)));
-    tellIfMute();
+    played();
 }
 
 void SystemSoundService::WhenSoundsHeard(std::function<void()> heard)
@@ -48,6 +61,7 @@ void SystemSoundService::WhenSoundsHeard(std::function<void()> heard)
 
 void SystemSoundService::StopSound()
 {
+    m_playing = false;
     m_engine.stop();
 }
 

@@ -21,11 +21,13 @@ public:
 
 private:
     void tellIfMute();
+    void played();
 
     QString m_programFolder;
     PlaybackEngine m_engine;
     std::function<void(const UserMessage &)> m_tellUser;
-    bool m_toldMute = false;
+    bool m_toldMute = false; // of this loss of sound; told again once sound was back
+    bool m_playing = false;  // a sound was asked for since the last stop
 };
 
 } // namespace klangor

@@ -5,6 +5,7 @@
 #include <memory>
 #include <QElapsedTimer>
 #include <QTimer>
+#include <thread>
 #include <vector>
 
 namespace klangor::test {
@@ -37,12 +38,14 @@ public:
         m_timer.setTimerType(Qt::PreciseTimer);
     }
 
-    bool start(FrameSource &source, const PcmFormat &format) override
+    // Reads only what is due, so what it took is all it can no longer replace.
+    bool start(FrameSource &source, const PcmFormat &format, qint64 = 0) override
     {
         if (!m_opens) { // as a server that went away: nothing more is read
             m_timer.stop();
             return false;
         }
+        source.restart();
         if (!m_source || format != m_format) {
             m_recording.emplace_back();
             m_clock.start();
@@ -52,7 +55,18 @@ public:
         m_timer.start(1);
         return true;
     }
-    void setOpens(bool opens) { m_opens = opens; }
+    // As a server that goes away or comes back, reported from another thread.
+    void setOpens(bool opens)
+    {
+        m_opens = opens;
+        if (m_listener)
+            std::thread([this, opens] { m_listener(opens); }).join();
+    }
+    qint64 replaceablePosition() override { return taken(); }
+    void setAudibleListener(std::function<void(bool)> listener) override
+    {
+        m_listener = std::move(listener);
+    }
     qint64 heardPosition() override
     {
         return std::max<qint64>(0, taken() - lagMs * m_format.sampleRate / 1000);
@@ -76,6 +90,7 @@ private:
 
     OutputRecording &m_recording;
     bool m_opens;
+    std::function<void(bool)> m_listener;
     FrameSource *m_source = nullptr;
     PcmFormat m_format;
     QTimer m_timer;

@@ -1,6 +1,7 @@
 #include "fakeaudiooutput.h"
 #include "playback/framesource.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 
 namespace klangor {
@@ -15,6 +16,7 @@ TEST(FrameSource, LoopsRepeatTheSamplesExactlyWithNothingBetween)
         const auto sound = test::rampSound(frames, 1000, channels);
         FrameSource source;
         source.play(sound, true);
+        source.restart();
         // Reads as an output pulls, chunk frames at a time, across many seams.
         std::vector<qint16> out(static_cast<std::size_t>(frames * 25 * channels));
         for (qint64 done = 0; done < frames * 25; done += chunk) {
@@ -24,6 +26,38 @@ TEST(FrameSource, LoopsRepeatTheSamplesExactlyWithNothingBetween)
         for (std::size_t i = 0; i < out.size(); ++i)
             ASSERT_EQ(out[i], sound->samples[i % sound->samples.size()]) << frames << "/" << chunk;
     }
+}
+
+// An output rewrites stretches it wrote before: the same positions give the same frames, a
+// sound queued after the others ran out starts right behind them, and after a clear nothing
+// new starts before the output says where.
+TEST(FrameSource, ReadingAStretchAgainGivesTheSameFrames)
+{
+    FrameSource source;
+    const auto a = test::rampSound(100, 1000);
+    const auto b = test::rampSound(50, 3000);
+    source.enqueue(a);
+    const FrameSource::Ticket tb = source.enqueue(b);
+    std::vector<qint16> first(300);
+    for (qint64 at = 0; at < 300; at += 7)
+        source.read(&first[std::size_t(at)], std::min<qint64>(7, 300 - at), 1, at);
+    ASSERT_EQ(source.progress(tb).endPosition, 150);
+    EXPECT_TRUE(std::equal(a->samples.begin(), a->samples.end(), first.begin()));
+    const auto c = test::rampSound(40, 6000);
+    source.enqueue(c, true); // joins b, though 150 frames behind it were written already
+    std::vector<qint16> again(150);
+    source.read(again.data(), 150, 1, 150);
+    for (std::size_t i = 0; i < 150; ++i)
+        ASSERT_EQ(again[i], c->samples[i % 40]) << i;
+    std::vector<qint16> third(60);
+    source.read(third.data(), 60, 1, 217);
+    EXPECT_TRUE(std::equal(third.begin(), third.end(), again.begin() + 67));
+
+    source.play(a, false);
+    EXPECT_FALSE(source.read(again.data(), 10, 1, 300));
+    source.restart();
+    source.read(again.data(), 10, 1, 305);
+    EXPECT_EQ(again[0], a->samples[0]);
 }
 
 } // namespace

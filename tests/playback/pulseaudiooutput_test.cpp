@@ -3,10 +3,14 @@
 #include "playback/pulseaudiooutput.h"
 #include "support/standinfolder.h"
 
+#include <atomic>
+#include <csignal>
 #include <gtest/gtest.h>
 #include <QCoreApplication>
+#include <QElapsedTimer>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -20,9 +24,13 @@ class PulseServer : public ::testing::Test
 protected:
     void SetUp() override
     {
-        const QString socket = m_runtime.filePath("native");
-        m_env.emplace_back("PULSE_SERVER", ("unix:" + socket).toLocal8Bit());
+        m_env.emplace_back("PULSE_SERVER", ("unix:" + m_runtime.filePath("native")).toLocal8Bit());
         m_env.emplace_back("PULSE_RUNTIME_PATH", m_runtime.path().toLocal8Bit());
+        startServer();
+    }
+    void startServer()
+    {
+        const QString socket = m_runtime.filePath("native");
         m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_server.start("pulseaudio",
                        {"--daemonize=no", "-n", "--exit-idle-time=-1", "--use-pid-file=no",
@@ -91,11 +99,11 @@ TEST_F(PulseServer, QuietStreamPausesAndTheNextSoundWakesIt)
         return QTest::qWaitFor(
             [&] { return pactl("list sink-inputs").contains(yes ? "Corked: yes" : "Corked: no"); });
     };
-    source.enqueue(test::rampSound(500, 1));
+    source.play(test::rampSound(500, 1), false);
     ASSERT_TRUE(output.start(source, {11025, 1}));
     EXPECT_TRUE(corked(true));
     const qint64 paused = output.heardPosition();
-    const FrameSource::Ticket ticket = source.enqueue(test::rampSound(500, 1));
+    const FrameSource::Ticket ticket = source.play(test::rampSound(500, 1), false);
     ASSERT_TRUE(output.start(source, {11025, 1}));
     EXPECT_TRUE(corked(false));
     // The second sound is heard to its end, from where the first pause left off.
@@ -106,13 +114,80 @@ TEST_F(PulseServer, QuietStreamPausesAndTheNextSoundWakesIt)
     EXPECT_GT(*source.progress(ticket).endPosition, paused + 500);
 }
 
+// Whether the sound plays to its end on the output: heard up to the position behind it.
+bool heardToEnd(PulseAudioOutput &output, const FrameSource &source, FrameSource::Ticket ticket)
+{
+    return QTest::qWaitFor(
+        [&] {
+            const auto end = source.progress(ticket).endPosition;
+            return end && output.heardPosition() >= *end;
+        },
+        15000);
+}
+
+// A server that stops answering while a new stream is needed, and one killed and started
+// again: no call waits for it, the loss is reported, and the next sound plays once it is back.
+TEST_F(PulseServer, SoundComesBackAfterAStalledOrRestartedServer)
+{
+    for (const bool kill : {false, true}) {
+        PulseAudioOutput output;
+        std::atomic<int> audible = -1;
+        output.setAudibleListener([&](bool yes) { audible = yes; });
+        ASSERT_TRUE(QTest::qWaitFor([&] { return audible == 1; }));
+        FrameSource source;
+        if (kill) {
+            m_server.kill();
+            m_server.waitForFinished();
+        } else {
+            ::kill(pid_t(m_server.processId()), SIGSTOP);
+        }
+        // 48000 Hz stereo needs a stream of its own, which the server does not open now.
+        const FrameSource::Ticket ticket = source.play(test::rampSound(4000, 1, 2), false);
+        QElapsedTimer clock;
+        clock.start();
+        output.start(source, {48000, 2});
+        (void)output.heardPosition();
+        EXPECT_LT(clock.elapsed(), 50) << kill;
+        EXPECT_TRUE(QTest::qWaitFor([&] { return audible == 0; })) << kill;
+        if (kill)
+            startServer();
+        else
+            ::kill(pid_t(m_server.processId()), SIGCONT);
+        // The sound that waited plays, and so does the next.
+        EXPECT_TRUE(heardToEnd(output, source, ticket)) << kill;
+        EXPECT_EQ(audible, 1);
+        const FrameSource::Ticket next = source.play(test::rampSound(4000, 1, 2), false);
+        EXPECT_TRUE(output.start(source, {48000, 2}));
+        EXPECT_TRUE(heardToEnd(output, source, next)) << kill;
+    }
+}
+
+// A loop goes on on the new default sink.
+TEST_F(PulseServer, ALoopFollowsAChangedDefaultSink)
+{
+    pactl("load-module module-null-sink sink_name=other format=s16le rate=11025 channels=1");
+    PulseAudioOutput output;
+    FrameSource source;
+    source.play(test::rampSound(1000, 1), true);
+    ASSERT_TRUE(output.start(source, {11025, 1}));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return output.heardPosition() > 2000; }));
+    pactl("set-default-sink other");
+    const QString other = pactl("list short sinks").section("\tother", 0, 0).section('\n', -1);
+    ASSERT_TRUE(QTest::qWaitFor([&] {
+        return pactl("list short sink-inputs")
+            .contains(QRegularExpression("^\\d+\\t" + other + "\\t"));
+    }));
+    const qint64 moved = output.heardPosition();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return output.heardPosition() > moved + 11025; }));
+}
+
 TEST(PulseAudioOutput, WithoutAServerNothingStarts)
 {
     QTemporaryDir nowhere;
     test::ScopedEnv server("PULSE_SERVER", ("unix:" + nowhere.filePath("none")).toLocal8Bit());
     PulseAudioOutput output;
     FrameSource source;
-    EXPECT_FALSE(output.start(source, {11025, 1}));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !output.start(source, {11025, 1}); }));
     EXPECT_EQ(output.heardPosition(), 0);
 }
 

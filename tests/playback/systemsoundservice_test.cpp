@@ -4,6 +4,7 @@
 #include "support/wavwriter.h"
 
 #include <gtest/gtest.h>
+#include <QCoreApplication>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -29,25 +30,39 @@ TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
 }
 
 // Without a sound server, or with an output that will not open, every call comes back silent
-// and the user hears of it once.
-TEST(SystemSoundService, NothingAudibleIsToldOncePerRun)
+// and the user hears of it once per loss: again after sound was back and was lost again.
+TEST(SystemSoundService, NothingAudibleIsToldOncePerLoss)
 {
     test::OutputRecording recording;
-    for (const bool present : {false, true}) {
-        std::unique_ptr<AudioOutput> output;
-        if (present)
-            output = std::make_unique<test::FakeAudioOutput>(recording, false);
-        QStringList told;
-        SystemSoundService service(QString(), std::move(output),
-                                   [&](const UserMessage &message) { told << message.text; });
+    QStringList told;
+    const auto tell = [&](const UserMessage &message) {
+        told << message.text;
+    };
+    const auto playAll = [](SystemSoundService &service) {
         service.PlaySoundOnce("a.wav");
         service.PlaySoundLoop("a.wav");
         service.PlaySoundWait("1.wav");
         service.StopSound(); // every call comes back, silent
-        EXPECT_TRUE(recording.empty());
-        ASSERT_EQ(told.size(), 1);
-        EXPECT_TRUE(told[0].startsWith("Es ist keine Tonausgabe verfügbar"));
-    }
+    };
+    SystemSoundService none(QString(), nullptr, tell);
+    playAll(none);
+    EXPECT_EQ(told.size(), 1);
+
+    auto owned = std::make_unique<test::FakeAudioOutput>(recording, false);
+    test::FakeAudioOutput &output = *owned;
+    SystemSoundService service(QString(), std::move(owned), tell);
+    playAll(service);
+    EXPECT_TRUE(recording.empty());
+    ASSERT_EQ(told.size(), 2);
+    EXPECT_TRUE(told[1].startsWith("Es ist keine Tonausgabe verfügbar"));
+    output.setOpens(true); // back: heard without a word
+    QCoreApplication::processEvents();
+    service.PlaySoundLoop("a.wav");
+    EXPECT_EQ(told.size(), 2);
+    output.setOpens(false); // lost while the loop plays: told at once
+    EXPECT_TRUE(QTest::qWaitFor([&] { return told.size() == 3; }));
+    playAll(service);
+    EXPECT_EQ(told.size(), 3);
 }
 
 } // namespace

@@ -4,20 +4,36 @@
 #include "playback/wavedecoder.h"
 
 #include <QDir>
+#include <QFileInfo>
 
 namespace klangor {
+
+namespace {
+
+// A working file is far smaller and is read at once; a file of the browser may be ten minutes
+// of studio audio, which takes longer to read than a window may stand still.
+constexpr qint64 ReadAtOnceBytes = 4 << 20;
+
+} // namespace
 
 SystemSoundService::SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output,
                                        std::function<void(const UserMessage &)> tellUser)
     : m_programFolder(std::move(programFolder)), m_engine(std::move(output)),
       m_tellUser(std::move(tellUser))
 {
+    m_readers.setMaxThreadCount(1);
     m_engine.onAudibleChanged([this](bool audible) {
         if (audible)
             m_toldMute = false;
         else if (m_playing)
             tellIfMute(); // lost while a sound was meant to be heard
     });
+}
+
+SystemSoundService::~SystemSoundService()
+{
+    m_readers.clear();
+    m_readers.waitForDone(); // a running read still posts to m_context
 }
 
 void SystemSoundService::played()
@@ -36,20 +52,42 @@ void SystemSoundService::tellIfMute()
                     QStringLiteral("Klangor")});
 }
 
+void SystemSoundService::playFile(const QString &path, bool loop)
+{
+    const quint64 asked = ++m_asked;
+    if (QFileInfo(path).size() <= ReadAtOnceBytes) {
+        m_engine.play(loadSoundOrDefault(path), loop);
+        played();
+        return;
+    }
+    m_readers.clear(); // a read not begun is no longer wanted
+    m_readers.start([this, path, loop, asked] {
+        std::shared_ptr<const PcmSound> sound = loadSoundOrDefault(path);
+        QMetaObject::invokeMethod(
+            &m_context,
+            [this, sound = std::move(sound), loop, asked] {
+                if (asked != m_asked)
+                    return; // another sound or a stop came first
+                m_engine.play(sound, loop);
+                played();
+            },
+            Qt::QueuedConnection);
+    });
+}
+
 void SystemSoundService::PlaySoundOnce(const QString &path)
 {
-    m_engine.play(loadSoundOrDefault(path), false);
-    played();
+    playFile(path, false);
 }
 
 void SystemSoundService::PlaySoundLoop(const QString &path)
 {
-    m_engine.play(loadSoundOrDefault(path), true);
-    played();
+    playFile(path, true);
 }
 
 void SystemSoundService::PlaySoundWait(const QString &bareName)
 {
+    ++m_asked;
     m_engine.playInGroup(loadSoundOrDefault(QDir(m_programFolder).filePath(bareName)));
     played();
 }
@@ -61,6 +99,7 @@ void SystemSoundService::WhenSoundsHeard(std::function<void()> heard)
 
 void SystemSoundService::StopSound()
 {
+    ++m_asked;
     m_playing = false;
     m_engine.stop();
 }

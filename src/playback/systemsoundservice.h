@@ -3,6 +3,9 @@
 #include "playback/playbackengine.h"
 #include "playback/soundservice.h"
 
+#include <QObject>
+#include <QThreadPool>
+
 namespace klangor {
 
 // The sound service on top of the playback engine: decodes the files (or takes the default
@@ -12,6 +15,7 @@ class SystemSoundService final : public SoundService
 public:
     SystemSoundService(QString programFolder, std::unique_ptr<AudioOutput> output,
                        std::function<void(const UserMessage &)> tellUser = {});
+    ~SystemSoundService() override;
 
     void PlaySoundOnce(const QString &path) override;
     void PlaySoundLoop(const QString &path) override;
@@ -22,12 +26,16 @@ public:
 private:
     void tellIfMute();
     void played();
+    void playFile(const QString &path, bool loop);
 
     QString m_programFolder;
     PlaybackEngine m_engine;
     std::function<void(const UserMessage &)> m_tellUser;
     bool m_toldMute = false; // of this loss of sound; told again once sound was back
     bool m_playing = false;  // a sound was asked for since the last stop
+    quint64 m_asked = 0;     // counts the sounds asked for: a late read plays only if still wanted
+    QObject m_context;       // where a file read off the window's thread comes back to
+    QThreadPool m_readers;
 };
 
 } // namespace klangor

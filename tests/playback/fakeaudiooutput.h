@@ -30,6 +30,7 @@ class FakeAudioOutput final : public AudioOutput
 {
 public:
     static constexpr int lagMs = 15;
+    std::vector<int> streamRates; // of each entry of the recording
 
     explicit FakeAudioOutput(OutputRecording &recording, bool opens = true)
         : m_recording(recording), m_opens(opens)
@@ -48,6 +49,7 @@ public:
         source.restart();
         if (!m_source || format != m_format) {
             m_recording.emplace_back();
+            streamRates.push_back(format.sampleRate);
             m_clock.start();
         }
         m_source = &source;

@@ -29,6 +29,33 @@ TEST(SystemSoundService, PlaySoundWaitFindsBareNamesInTheProgramFolder)
               stream.end());
 }
 
+// A long file of the browser is read off the window's thread and plays unless another sound
+// was asked for meanwhile.
+TEST(SystemSoundService, ALongFileIsReadAsideAndDroppedWhenOvertaken)
+{
+    QTemporaryDir folder;
+    const auto longFile = [&](const char *name, int rate) {
+        const QString path = folder.filePath(name);
+        EXPECT_TRUE(test::writeFile(
+            path,
+            test::makeWav(
+                {.channels = 2, .sampleRate = rate, .bitsPerSample = 16, .dataBytes = 5 << 20})));
+        return path;
+    };
+    const QString first = longFile("48k.wav", 48000), second = longFile("44k.wav", 44100);
+    ASSERT_TRUE(test::writeFile(folder.filePath("short.wav"), test::makeWav({})));
+    test::OutputRecording recording;
+    auto owned = std::make_unique<test::FakeAudioOutput>(recording);
+    const test::FakeAudioOutput &output = *owned;
+    SystemSoundService service(folder.path(), std::move(owned));
+
+    service.PlaySoundOnce(first);
+    service.PlaySoundLoop(folder.filePath("short.wav")); // at once: the long read comes too late
+    service.PlaySoundOnce(second);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return output.streamRates.back() == 44100; }, 20000));
+    EXPECT_EQ(output.streamRates, (std::vector<int>{11025, 44100}));
+}
+
 // Without a sound server, or with an output that will not open, every call comes back silent
 // and the user hears of it once per loss: again after sound was back and was lost again.
 TEST(SystemSoundService, NothingAudibleIsToldOncePerLoss)

@@ -87,6 +87,19 @@ void moveAllInto(const QString &from, const QString &folder)
 
 } // namespace
 
+MakingTemporary::MakingTemporary(const QString &folder)
+    : m_folder(::open(nativePath(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+{
+    if (m_folder >= 0)
+        ::flock(m_folder, LOCK_SH);
+}
+
+MakingTemporary::~MakingTemporary()
+{
+    if (m_folder >= 0)
+        ::close(m_folder);
+}
+
 FileBatch::FileBatch(QString folder, bool keepExisting)
     : m_folder(std::move(folder)), m_keepExisting(keepExisting)
 {}
@@ -115,6 +128,7 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
 {
     if (m_staging.isEmpty()) {
         recoverInterruptedWrites(m_folder);
+        const MakingTemporary making(m_folder);
         const QString staging = QDir(m_folder).filePath(kStagingPrefix + randomSuffix());
         if (::mkdir(nativePath(staging).constData(), 0700) != 0 ||
             ::mkdir(nativePath(staging + QStringLiteral("/new")).constData(), 0700) != 0 ||
@@ -231,6 +245,12 @@ bool isInterruptedWriteName(const QString &name)
 
 void recoverInterruptedWrites(const QString &folder)
 {
+    // While another writer is making its temporary, what lies here may be fresh: the next
+    // write clears it instead.
+    const Descriptor held(
+        ::open(nativePath(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (held.valid() && ::flock(held.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return;
     const QDir dir(folder);
     const QStringList leftovers =
         dir.entryList({SafeFilePrefix + QLatin1Char('*')}, QDir::Files | QDir::Dirs | QDir::Hidden |

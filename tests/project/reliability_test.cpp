@@ -232,6 +232,19 @@ TEST_F(ReliabilityTest, ACommitThatFailsHalfWayLeavesEverythingAsItWas)
     EXPECT_EQ(snapshot(m_program), before);
 }
 
+// A writer holds its folder from making its temporary until it has locked it.
+TEST_F(ReliabilityTest, RecoveryLeavesATemporaryBeingMadeAlone)
+{
+    ASSERT_TRUE(writeFile(program(SafeFilePrefix + "tmp-0"), ""));
+    {
+        const MakingTemporary making(m_program);
+        recoverInterruptedWrites(m_program);
+        EXPECT_TRUE(leftovers(m_program));
+    }
+    recoverInterruptedWrites(m_program);
+    EXPECT_FALSE(leftovers(m_program));
+}
+
 QMap<QString, QByteArray> soundFiles(int count, const QByteArray &prefix)
 {
     QMap<QString, QByteArray> files;

@@ -439,6 +439,14 @@ bool sameFile(const QString &a, const QString &b)
            first.st_dev == second.st_dev && first.st_ino == second.st_ino;
 }
 
+// A batch a killed run left half-done is completed before the outputs are judged: its files
+// count as existing, and a refusal leaves no half-written folder.
+void recoverLeftovers(const QString &outputFolder)
+{
+    if (QFileInfo(outputFolder).isDir())
+        recoverInterruptedWrites(outputFolder);
+}
+
 } // namespace
 
 Status conversionOutputAllowed(const QString &output, const QStringList &inputs, bool overwrite)
@@ -479,6 +487,7 @@ Result<ConvertedSound> convertForDecoder(const QString &input, const QString &ou
                                          const ConversionOptions &options,
                                          const ConversionProgress &progress)
 {
+    recoverLeftovers(outputFolder);
     const QString output = QDir(outputFolder).filePath(convertedFileName(input));
     if (const Status allowed = conversionOutputAllowed(output, {input}, options.overwrite);
         !allowed)
@@ -499,6 +508,7 @@ QList<Result<ConvertedSound>> convertAllForDecoder(const QStringList &inputs,
                                                    const ConversionOptions &options)
 {
     QList<Result<ConvertedSound>> results;
+    recoverLeftovers(outputFolder);
     // The user's files are checked before any work: one refusal stops the whole batch.
     QList<Status> allowed;
     for (const QString &input : inputs)

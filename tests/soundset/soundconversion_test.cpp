@@ -239,6 +239,11 @@ TEST(SoundConversion, ABatchWritesWhatConvertsAndTellsWhyTheRestDoesNot)
     // The second sound at one rate comes out as it does alone.
     EXPECT_EQ(readFile(results[3].value().path),
               readFile(convertForDecoder(again, dir.path(), {}).value().path));
+    // A batch a killed run left half-done is completed before the outputs are judged.
+    ASSERT_TRUE(QDir(out).mkpath(".klangor-commit-z/new"));
+    test::writeFile(out + "/.klangor-commit-z/new/text_decoder.wav", "neu");
+    EXPECT_TRUE(convertAllForDecoder({text}, out, {})[0].error().text.contains("gibt es schon"));
+    EXPECT_EQ(readFile(out + "/text_decoder.wav"), "neu");
 }
 
 TEST(SoundConversion, BadInputsAreRefusedNamingTheFileAndTheReason)

@@ -378,9 +378,9 @@ void adjustLevel(const QString &input, DecoderSamples &sound, const ConversionOp
 } // namespace
 
 // 8 bits get triangular dither, which turns the coarse steps into a steady faint hiss.
-QByteArray decoderWaveBytes(const std::vector<double> &samples, bool eightBit)
+QByteArray decoderWaveBytes(const std::vector<double> &samples, bool eightBit, int sampleRate)
 {
-    const WaveFormat format{1, DecoderSampleRate, eightBit ? 8 : 16};
+    const WaveFormat format{1, sampleRate, eightBit ? 8 : 16};
     if (!eightBit)
         return waveFileBytes(format, waveSampleBytes(format, samples));
     QByteArray data(static_cast<qsizetype>(samples.size()), '\0');

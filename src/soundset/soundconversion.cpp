@@ -430,13 +430,32 @@ Status makeFolder(const QString &folder)
                            .arg(shown(folder), systemReason(errno)));
 }
 
+// The path with its file name spelt as the folder stores it: FAT and exFAT find a file under
+// any case of its name, and through FUSE each spelling has an inode of its own.
+QString storedSpelling(const QString &path)
+{
+    const QFileInfo info(path);
+    const QStringList entries = info.absoluteDir().entryList(QDir::AllEntries | QDir::Hidden |
+                                                             QDir::System | QDir::NoDotAndDotDot);
+    if (entries.contains(info.fileName()))
+        return path;
+    for (const QString &entry : entries) {
+        if (entry.compare(info.fileName(), Qt::CaseInsensitive) == 0)
+            return info.absoluteDir().filePath(entry);
+    }
+    return path;
+}
+
 // One file under both paths, however each is spelt (links followed).
 bool sameFile(const QString &a, const QString &b)
 {
-    struct stat first, second;
-    return ::stat(QFile::encodeName(a).constData(), &first) == 0 &&
-           ::stat(QFile::encodeName(b).constData(), &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    const bool caseOnly =
+        QFileInfo(a).fileName().compare(QFileInfo(b).fileName(), Qt::CaseInsensitive) == 0;
+    const QByteArray first = QFile::encodeName(caseOnly ? storedSpelling(a) : a);
+    const QByteArray second = QFile::encodeName(caseOnly ? storedSpelling(b) : b);
+    struct stat one, other;
+    return ::stat(first.constData(), &one) == 0 && ::stat(second.constData(), &other) == 0 &&
+           one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
 // A batch a killed run left half-done is completed before the outputs are judged: its files

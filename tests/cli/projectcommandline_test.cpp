@@ -265,6 +265,14 @@ TEST(StickCommandLine, ConvertAndUnpackReplaceFilesAndSurviveKills)
     };
     const std::function<QMap<QString, QByteArray>()> state = std::bind(test::snapshot, out);
 
+    // An input whose name differs from an output's only in case is that output here.
+    ASSERT_TRUE(QDir().mkpath(out) && writeFile(out + "/WEITER_DECODER.wav", "eigen"));
+    EXPECT_EQ(runCommand({"convert", "--overwrite", out + "/WEITER_DECODER.wav",
+                          in.filePath("weiter.wav"), "-o", out})
+                  .exitCode,
+              1);
+    EXPECT_EQ(readFile(out + "/WEITER_DECODER.wav"), "eigen");
+
     test::expectOldOrNewAfterKills([&] { runCommand(convert); }, out, old, state, nextRun);
     test::expectOldOrNewAfterKills(
         [&] {

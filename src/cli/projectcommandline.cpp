@@ -217,6 +217,10 @@ int runProjectUnpack(const CommandArguments &arguments, Console &console)
         return fail(console, opened.error());
     const UnpackPlan plan = planUnpack(opened.value().project, opened.value().names);
 
+    // An unpack that was killed half-way is completed first, so that a refusal leaves no
+    // half-written folder behind.
+    if (QFileInfo(folder).isDir())
+        recoverInterruptedWrites(folder);
     if (!arguments.has(QStringLiteral("--overwrite")) && holdsUserFiles(folder))
         return fail(console, {QStringLiteral("Der Ordner „%1“ ist nicht leer. Ausgepackt wird nur "
                                              "in einen leeren oder neuen Ordner; „--overwrite“ "

@@ -22,6 +22,8 @@ namespace {
 
 const QString kStagingPrefix = SafeFilePrefix + QStringLiteral("staging-");
 const QString kCommitPrefix = SafeFilePrefix + QStringLiteral("commit-");
+// A committing batch that keeps existing files: completed, it still replaces none.
+const QString kKeepPrefix = SafeFilePrefix + QStringLiteral("keep-");
 
 // An entry other than a folder (a file, a link, ...) lies at path; a link is not followed.
 bool holdsNonFolder(const QString &path)
@@ -76,16 +78,34 @@ int writeNew(const QString &path, const QByteArray &data)
     return -1;
 }
 
-// Puts what lies in from (a batch's "new" or "old" folder) into folder, over what is there.
-void moveAllInto(const QString &from, const QString &folder)
+// Puts what lies in from (a batch's "new" folder) into folder, over what is there unless
+// keepExisting.
+void moveAllInto(const QString &from, const QString &folder, bool keepExisting)
 {
     const QDir source(from);
-    for (const QString &name : source.entryList(QDir::Files | QDir::Hidden | QDir::System))
-        moveEntry(source.filePath(name), QDir(folder).filePath(name));
+    struct stat st;
+    for (const QString &name : source.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+        const QString target = QDir(folder).filePath(name);
+        if (!keepExisting || ::lstat(nativePath(target).constData(), &st) != 0)
+            moveEntry(source.filePath(name), target);
+    }
     syncFolder(folder);
 }
 
 } // namespace
+
+MakingTemporary::MakingTemporary(const QString &folder)
+    : m_folder(::open(nativePath(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+{
+    if (m_folder >= 0)
+        ::flock(m_folder, LOCK_SH);
+}
+
+MakingTemporary::~MakingTemporary()
+{
+    if (m_folder >= 0)
+        ::close(m_folder);
+}
 
 FileBatch::FileBatch(QString folder, bool keepExisting)
     : m_folder(std::move(folder)), m_keepExisting(keepExisting)
@@ -115,6 +135,7 @@ Status FileBatch::stage(const QList<std::pair<QString, QByteArray>> &files)
 {
     if (m_staging.isEmpty()) {
         recoverInterruptedWrites(m_folder);
+        const MakingTemporary making(m_folder);
         const QString staging = QDir(m_folder).filePath(kStagingPrefix + randomSuffix());
         if (::mkdir(nativePath(staging).constData(), 0700) != 0 ||
             ::mkdir(nativePath(staging + QStringLiteral("/new")).constData(), 0700) != 0 ||
@@ -164,8 +185,8 @@ Status FileBatch::commit()
     m_files.clear();
     syncFolder(m_staging + QStringLiteral("/new"));
     // From this rename on, the next write into the folder completes the batch.
-    const QString committing =
-        QDir(m_folder).filePath(kCommitPrefix + m_staging.section(QLatin1Char('-'), -1));
+    const QString committing = QDir(m_folder).filePath(
+        (m_keepExisting ? kKeepPrefix : kCommitPrefix) + m_staging.section(QLatin1Char('-'), -1));
     if (!moveEntry(m_staging, committing)) {
         const int error = errno;
         discard();
@@ -225,12 +246,18 @@ bool isInterruptedWriteName(const QString &name)
     // Only the names the writers make; a user's own ".klangor-notes.txt" is no leftover.
     static const QRegularExpression ours(
         QRegularExpression::anchoredPattern(QRegularExpression::escape(SafeFilePrefix) +
-                                            QStringLiteral("(tmp|staging|commit)-[0-9a-z]+")));
+                                            QStringLiteral("(tmp|staging|commit|keep)-[0-9a-z]+")));
     return ours.match(name).hasMatch();
 }
 
 void recoverInterruptedWrites(const QString &folder)
 {
+    // While another writer is making its temporary, what lies here may be fresh: the next
+    // write clears it instead.
+    const Descriptor held(
+        ::open(nativePath(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (held.valid() && ::flock(held.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK)
+        return;
     const QDir dir(folder);
     const QStringList leftovers =
         dir.entryList({SafeFilePrefix + QLatin1Char('*')}, QDir::Files | QDir::Dirs | QDir::Hidden |
@@ -257,8 +284,9 @@ void recoverInterruptedWrites(const QString &folder)
             continue;
         }
         // Only the batch's own folder is emptied: a link in its place may lead anywhere.
-        if (name.startsWith(kCommitPrefix) && isDirectory(path + QStringLiteral("/new")))
-            moveAllInto(path + QStringLiteral("/new"), folder);
+        const bool keep = name.startsWith(kKeepPrefix);
+        if ((keep || name.startsWith(kCommitPrefix)) && isDirectory(path + QStringLiteral("/new")))
+            moveAllInto(path + QStringLiteral("/new"), folder, keep);
         removeTree(path);
     }
 }

@@ -45,6 +45,21 @@ private:
     std::vector<int> m_files; // the staged files, open until they are flushed
 };
 
+// Held by a writer from the moment its temporary or staging folder appears in folder until it
+// has locked it; another writer's recovery does not run meanwhile, so it never takes the fresh
+// entry for a leftover.
+class MakingTemporary
+{
+public:
+    explicit MakingTemporary(const QString &folder);
+    ~MakingTemporary();
+    MakingTemporary(const MakingTemporary &) = delete;
+    MakingTemporary &operator=(const MakingTemporary &) = delete;
+
+private:
+    int m_folder;
+};
+
 // Clears what an interrupted run left in folder: temporaries and unfinished staging folders
 // go, a batch whose commit had begun is completed. What another running writer holds is left
 // alone, and so is every name the writers do not make. Every write into a folder calls it.

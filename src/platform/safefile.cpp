@@ -4,6 +4,7 @@
 #include "platform/fileprimitives.h"
 
 #include <fcntl.h>
+#include <optional>
 #include <QDir>
 #include <QFileInfo>
 #include <sys/file.h>
@@ -71,11 +72,13 @@ int replaceFile(const QString &path, const QByteArray &data, bool mayBeAnonymous
     if (isDevice(path))
         return ENODEV;
     recoverInterruptedWrites(folder); // what a killed save left there
+    std::optional<MakingTemporary> making(std::in_place, folder);
     TempFile temp = createTemp(folder, mayBeAnonymous);
     Descriptor file(temp.fd);
     if (!file.valid())
         return errno;
     ::flock(file.get(), LOCK_EX | LOCK_NB); // tells another writer's recovery it is not left over
+    making.reset();
 
     bool written = writeAll(file.get(), data) && ::fsync(file.get()) == 0;
     // Naming an anonymous file takes a link through /proc; where that is refused (no /proc,

@@ -65,7 +65,9 @@ std::map<int, GroupLevels> groupLevels(const QList<LevelMatchSound> &sounds)
     return groups;
 }
 
-Result<std::vector<double>> workingSamples(const QString &path, bool &eightBit)
+// The samples of a working file, with its bits and its rate, which the rewritten file keeps (a
+// sound of a shared project may have another rate than the decoder's).
+Result<std::vector<double>> workingSamples(const QString &path, bool &eightBit, int &sampleRate)
 {
     const auto refused = [&](const QString &reason) {
         return UserMessage(QStringLiteral("Der Sound „%1“ kann nicht angepasst werden: %2")
@@ -79,6 +81,7 @@ Result<std::vector<double>> workingSamples(const QString &path, bool &eightBit)
          sound.samples() != SoundFile::Samples::Signed16))
         return refused(QStringLiteral("Er ist kein Mono-Sound mit 8 oder 16 Bit."));
     eightBit = sound.samples() == SoundFile::Samples::Unsigned8;
+    sampleRate = sound.sampleRate();
     std::vector<double> samples;
     constexpr std::size_t block = 16384;
     for (;;) {
@@ -177,13 +180,14 @@ Result<QByteArray> levelMatchedWave(const QString &programFolder, const LevelMat
         return UserMessage(QStringLiteral("Die Datei „%1“ hat sich seit der Messung geändert.")
                                .arg(QDir::toNativeSeparators(path)));
     bool eightBit = false;
-    Result<std::vector<double>> samples = workingSamples(path, eightBit);
+    int sampleRate = DecoderSampleRate;
+    Result<std::vector<double>> samples = workingSamples(path, eightBit, sampleRate);
     if (!samples)
         return samples.error();
     const double gain = std::pow(10.0, sound.gainDb / 20);
     for (double &v : samples.value())
         v *= gain;
-    return decoderWaveBytes(samples.value(), eightBit);
+    return decoderWaveBytes(samples.value(), eightBit, sampleRate);
 }
 
 Status applyLevelMatch(const QString &programFolder, const LevelMatchPlan &plan,

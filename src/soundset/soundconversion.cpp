@@ -378,9 +378,9 @@ void adjustLevel(const QString &input, DecoderSamples &sound, const ConversionOp
 } // namespace
 
 // 8 bits get triangular dither, which turns the coarse steps into a steady faint hiss.
-QByteArray decoderWaveBytes(const std::vector<double> &samples, bool eightBit)
+QByteArray decoderWaveBytes(const std::vector<double> &samples, bool eightBit, int sampleRate)
 {
-    const WaveFormat format{1, DecoderSampleRate, eightBit ? 8 : 16};
+    const WaveFormat format{1, sampleRate, eightBit ? 8 : 16};
     if (!eightBit)
         return waveFileBytes(format, waveSampleBytes(format, samples));
     QByteArray data(static_cast<qsizetype>(samples.size()), '\0');
@@ -430,13 +430,40 @@ Status makeFolder(const QString &folder)
                            .arg(shown(folder), systemReason(errno)));
 }
 
+// The path with its file name spelt as the folder stores it: FAT and exFAT find a file under
+// any case of its name, and through FUSE each spelling has an inode of its own.
+QString storedSpelling(const QString &path)
+{
+    const QFileInfo info(path);
+    const QStringList entries = info.absoluteDir().entryList(QDir::AllEntries | QDir::Hidden |
+                                                             QDir::System | QDir::NoDotAndDotDot);
+    if (entries.contains(info.fileName()))
+        return path;
+    for (const QString &entry : entries) {
+        if (entry.compare(info.fileName(), Qt::CaseInsensitive) == 0)
+            return info.absoluteDir().filePath(entry);
+    }
+    return path;
+}
+
 // One file under both paths, however each is spelt (links followed).
 bool sameFile(const QString &a, const QString &b)
 {
-    struct stat first, second;
-    return ::stat(QFile::encodeName(a).constData(), &first) == 0 &&
-           ::stat(QFile::encodeName(b).constData(), &second) == 0 &&
-           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+    const bool caseOnly =
+        QFileInfo(a).fileName().compare(QFileInfo(b).fileName(), Qt::CaseInsensitive) == 0;
+    const QByteArray first = QFile::encodeName(caseOnly ? storedSpelling(a) : a);
+    const QByteArray second = QFile::encodeName(caseOnly ? storedSpelling(b) : b);
+    struct stat one, other;
+    return ::stat(first.constData(), &one) == 0 && ::stat(second.constData(), &other) == 0 &&
+           one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+// A batch a killed run left half-done is completed before the outputs are judged: its files
+// count as existing, and a refusal leaves no half-written folder.
+void recoverLeftovers(const QString &outputFolder)
+{
+    if (QFileInfo(outputFolder).isDir())
+        recoverInterruptedWrites(outputFolder);
 }
 
 } // namespace
@@ -487,6 +514,7 @@ Result<ConvertedSound> convertForDecoderTo(const QString &input, const QString &
                                            const ConversionOptions &options,
                                            const ConversionProgress &progress)
 {
+    recoverLeftovers(QFileInfo(output).absolutePath());
     if (const Status allowed = conversionOutputAllowed(output, {input}, options.overwrite);
         !allowed)
         return allowed.error();
@@ -506,6 +534,7 @@ QList<Result<ConvertedSound>> convertAllForDecoder(const QStringList &inputs,
                                                    const ConversionOptions &options)
 {
     QList<Result<ConvertedSound>> results;
+    recoverLeftovers(outputFolder);
     // The user's files are checked before any work: one refusal stops the whole batch.
     QList<Status> allowed;
     for (const QString &input : inputs)

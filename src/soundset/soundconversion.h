@@ -95,8 +95,9 @@ QList<Result<ConvertedSound>> convertAllForDecoder(const QStringList &inputs,
                                                    const QString &outputFolder,
                                                    const ConversionOptions &options);
 
-// A mono WAV file at the decoder's rate: 16-bit, or 8-bit unsigned with triangular dither.
-// Samples are full scale at 1.0; what lies beyond is clipped.
-QByteArray decoderWaveBytes(const std::vector<double> &samples, bool eightBit);
+// A mono WAV file at the decoder's rate (or another): 16-bit, or 8-bit unsigned with triangular
+// dither. Samples are full scale at 1.0; what lies beyond is clipped.
+QByteArray decoderWaveBytes(const std::vector<double> &samples, bool eightBit,
+                            int sampleRate = DecoderSampleRate);
 
 } // namespace klangor

@@ -155,8 +155,14 @@ TEST_F(ProjectCommandLineTest, UnpackWritesOnlySafeNamesIntoItsFolder)
     ASSERT_TRUE(QDir(m_dir.path()).mkpath("ziel/.klangor-commit-x"));
     ASSERT_EQ(::symlink("../../aussen", QFile::encodeName(path("ziel/.klangor-commit-x/new"))), 0);
 
+    // One a kill left half-done is completed even by a run that is refused.
+    ASSERT_TRUE(QDir(m_dir.path()).mkpath("ziel/.klangor-commit-y/new"));
+    ASSERT_TRUE(writeFile(path("ziel/.klangor-commit-y/new/halb.wav"), "neu"));
+
     // Only into an empty or a new folder, unless asked.
-    const auto before = test::snapshot(path("ziel"));
+    auto before = test::snapshot(path("ziel"));
+    before.removeIf([](auto entry) { return entry.key().startsWith(".klangor-commit"); });
+    before.insert("halb.wav", "neu mode " + before.value(".klangor-notizen.txt").right(4));
     test::CommandRun run = runCommand({"project", "unpack", path("fremd.spj"), path("ziel")});
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.err.contains("„" + path("ziel") + "“ ist nicht leer")) << run.err.toStdString();
@@ -179,7 +185,8 @@ TEST_F(ProjectCommandLineTest, UnpackWritesOnlySafeNamesIntoItsFolder)
         QDir(path("ziel"))
             .entryList(QDir::Files | QDir::Hidden | QDir::Dirs | QDir::NoDotAndDotDot);
     written << "cvlist.dat"
-            << ".klangor-notizen.txt";
+            << ".klangor-notizen.txt"
+            << "halb.wav";
     EXPECT_EQ(QSet(listed.begin(), listed.end()), QSet(written.begin(), written.end()));
     EXPECT_FALSE(QFileInfo(path("ziel/link.wav")).isSymLink());
 }
@@ -257,6 +264,14 @@ TEST(StickCommandLine, ConvertAndUnpackReplaceFilesAndSurviveKills)
         QFile::remove(out + "/weiter_decoder.wav");
     };
     const std::function<QMap<QString, QByteArray>()> state = std::bind(test::snapshot, out);
+
+    // An input whose name differs from an output's only in case is that output here.
+    ASSERT_TRUE(QDir().mkpath(out) && writeFile(out + "/WEITER_DECODER.wav", "eigen"));
+    EXPECT_EQ(runCommand({"convert", "--overwrite", out + "/WEITER_DECODER.wav",
+                          in.filePath("weiter.wav"), "-o", out})
+                  .exitCode,
+              1);
+    EXPECT_EQ(readFile(out + "/WEITER_DECODER.wav"), "eigen");
 
     test::expectOldOrNewAfterKills([&] { runCommand(convert); }, out, old, state, nextRun);
     test::expectOldOrNewAfterKills(

@@ -230,6 +230,27 @@ TEST_F(ReliabilityTest, ACommitThatFailsHalfWayLeavesEverythingAsItWas)
               "Die Datei „" + program("5.wav") +
                   "“ kann nicht geschrieben werden: Unter diesem Namen gibt es schon eine Datei.");
     EXPECT_EQ(snapshot(m_program), before);
+    // Killed meanwhile, it is completed without replacing a file that appeared.
+    ASSERT_TRUE(QDir().mkpath(program(SafeFilePrefix + "keep-0/new")));
+    ASSERT_TRUE(writeFile(program(SafeFilePrefix + "keep-0/new/5.wav"), "neu") &&
+                writeFile(program(SafeFilePrefix + "keep-0/new/20.wav"), "neu"));
+    recoverInterruptedWrites(m_program);
+    EXPECT_EQ(readFile(program("5.wav")), "alt");
+    EXPECT_EQ(readFile(program("20.wav")), "neu");
+    EXPECT_FALSE(leftovers(m_program));
+}
+
+// A writer holds its folder from making its temporary until it has locked it.
+TEST_F(ReliabilityTest, RecoveryLeavesATemporaryBeingMadeAlone)
+{
+    ASSERT_TRUE(writeFile(program(SafeFilePrefix + "tmp-0"), ""));
+    {
+        const MakingTemporary making(m_program);
+        recoverInterruptedWrites(m_program);
+        EXPECT_TRUE(leftovers(m_program));
+    }
+    recoverInterruptedWrites(m_program);
+    EXPECT_FALSE(leftovers(m_program));
 }
 
 QMap<QString, QByteArray> soundFiles(int count, const QByteArray &prefix)

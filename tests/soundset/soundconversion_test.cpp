@@ -239,6 +239,11 @@ TEST(SoundConversion, ABatchWritesWhatConvertsAndTellsWhyTheRestDoesNot)
     // The second sound at one rate comes out as it does alone.
     EXPECT_EQ(readFile(results[3].value().path),
               readFile(convertForDecoder(again, dir.path(), {}).value().path));
+    // A batch a killed run left half-done is completed before the outputs are judged.
+    ASSERT_TRUE(QDir(out).mkpath(".klangor-commit-z/new"));
+    test::writeFile(out + "/.klangor-commit-z/new/text_decoder.wav", "neu");
+    EXPECT_TRUE(convertAllForDecoder({text}, out, {})[0].error().text.contains("gibt es schon"));
+    EXPECT_EQ(readFile(out + "/text_decoder.wav"), "neu");
 }
 
 TEST(SoundConversion, BadInputsAreRefusedNamingTheFileAndTheReason)
@@ -354,7 +359,7 @@ TEST(LevelMatch, EventsReachTheTargetKeepingTheirSoundsApartAndAllChangeOrNone)
     for (const auto &[number, level] : dbfs) {
         names.set(number, QString("ton%1.wav").arg(number));
         writeSound(program.filePath(workingFileName(number)), SF_FORMAT_WAV | SF_FORMAT_PCM_16,
-                   DecoderSampleRate, 1, 1000, std::pow(10, level / 20));
+                   number == 4 ? 22050 : DecoderSampleRate, 1, 1000, std::pow(10, level / 20));
     }
     std::vector<double> click(2 * DecoderSampleRate, 0.0);
     click[100] = std::pow(10, -3 / 20.0);
@@ -392,6 +397,7 @@ TEST(LevelMatch, EventsReachTheTargetKeepingTheirSoundsApartAndAllChangeOrNone)
         EXPECT_NEAR(lufs, -20, 0.5);
     EXPECT_NEAR(loudness(0) - loudness(1), before01, 0.1);
     EXPECT_NEAR(loudness(1) - loudness(2), before12, 0.1);
+    EXPECT_EQ(measureSoundLevels(program.filePath("4.wav")).value().sampleRate, 22050);
     // The click could come up by 2 dB only: its peak then stands at -1 dBFS.
     EXPECT_TRUE(plan.sounds.at(4).limited && plan.sounds.at(4).soundNumber == 12);
     EXPECT_NEAR(measureSoundLevels(program.filePath("12.wav")).value().peakDbfs, -1, 0.1);

@@ -1,6 +1,7 @@
 #include "common/wavewriter.h"
 #include "platform/programfiles.h"
 #include "project/projecttesthelpers.h"
+#include "support/sanitizer.h"
 #include "support/wavwriter.h"
 
 #include <cmath>
@@ -141,7 +142,7 @@ TEST(Startup, ATwentyMinuteInputIsCutInLittleMemory)
     const auto [exitCode, peakKb] =
         runMeasured({"convert", "--trim", input.fileName(), "-o", dir.path()});
     EXPECT_EQ(exitCode, 0);
-    EXPECT_LT(peakKb, 64 * 1024);
+    EXPECT_TRUE(!test::MeasuresMemory || peakKb < 64 * 1024) << peakKb;
     EXPECT_EQ(QFileInfo(dir.filePath("lang_decoder.wav")).size(), 44 + 2 * 65047);
 }
 

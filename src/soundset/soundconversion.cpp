@@ -304,6 +304,10 @@ Result<DecoderSamples> decoderSamples(const QString &input, SoundFile &sound,
     out.reserve(MaxUncutFrames + 16384);
     qint64 done = 0;
     bool ended = false;
+    const auto cancelled = [&] {
+        return UserMessage(
+            QStringLiteral("Die Umwandlung von „%1“ wurde abgebrochen.").arg(shown(input)));
+    };
     while (out.size() <= MaxUncutFrames) {
         const qint64 got = sound.read(frames.data(), BlockFrames);
         ended = got <= 0;
@@ -314,13 +318,14 @@ Result<DecoderSamples> decoderSamples(const QString &input, SoundFile &sound,
             return refused(input, QStringLiteral("Der Umrechner meldet einen Fehler."));
         done += got;
         if (progress && !progress(std::min(1.0, static_cast<double>(done) / progressFrames)))
-            return UserMessage(
-                QStringLiteral("Die Umwandlung von „%1“ wurde abgebrochen.").arg(shown(input)));
+            return cancelled();
     }
     if (ended && !resample(resampler, nullptr, 0, out))
         return refused(input, QStringLiteral("Der Umrechner meldet einen Fehler."));
-    if (progress)
-        progress(1.0); // all that is needed has been read, however much the header promised
+    // All that is needed has been read, however much the header promised. A cancel this report
+    // takes must still hold: the window counts the work as cancelled once a report refused it.
+    if (progress && !progress(1.0))
+        return cancelled();
     if (out.empty() || done == 0)
         return refused(input, sound.damaged() ? QStringLiteral("Ihre Tondaten sind beschädigt.")
                                               : QStringLiteral("Sie enthält keinen Ton."));

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <QApplication>
 #include <QEventLoop>
 #include <QLabel>
 #include <QProgressDialog>
@@ -12,6 +13,55 @@
 #include <QTimer>
 
 namespace klangor {
+namespace {
+
+// While work runs, the user reaches only its progress dialog: before the dialog shows there is
+// no modality yet, and a click would start a second task or change what the first one's result
+// goes to (the slot of another event, a project opened into the folder being written).
+class InputLock final : public QObject
+{
+public:
+    explicit InputLock(const QWidget &progress) : m_progress(progress)
+    {
+        qApp->installEventFilter(this);
+    }
+    ~InputLock() override { qApp->removeEventFilter(this); }
+
+private:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        switch (event->type()) {
+        case QEvent::MouseButtonPress: // releases pass: a press before the work wants its end
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::KeyPress:
+        case QEvent::ShortcutOverride:
+        case QEvent::Shortcut:
+        case QEvent::ContextMenu:
+        case QEvent::DragEnter:
+        case QEvent::DragMove:
+        case QEvent::Drop:
+        case QEvent::Close:
+            break;
+        default:
+            return false;
+        }
+        // A shortcut goes to its action; everything else counts by the widget it reaches.
+        const auto *widget = qobject_cast<const QWidget *>(watched);
+        if (!widget && event->type() != QEvent::Shortcut)
+            return false;
+        if (widget && widget->window() == &m_progress)
+            return false;
+        // An accepted override keeps the shortcut from firing; an ignored close keeps the
+        // window open.
+        event->setAccepted(event->type() == QEvent::ShortcutOverride);
+        return true;
+    }
+
+    const QWidget &m_progress;
+};
+
+} // namespace
 
 bool runWithProgress(QWidget *parent, const QString &title, const QString &label,
                      const std::function<void(const ConversionProgress &)> &work)
@@ -34,6 +84,7 @@ bool runWithProgress(QWidget *parent, const QString &title, const QString &label
     progress.setValue(0); // starts the clock for the minimum duration
     QObject::connect(&progress, &QProgressDialog::canceled, [&cancelled] { cancelled = true; });
 
+    const InputLock lock(progress);
     const std::unique_ptr<QThread> thread(QThread::create([&] {
         work([&](double share) {
             done = static_cast<int>(std::clamp(share, 0.0, 1.0) * Steps);

@@ -6,6 +6,7 @@
 #include "playback/soundservice.h"
 #include "soundset/soundtable.h"
 #include "ui/backgroundwork.h"
+#include "ui/qtmessagepresenter.h"
 
 #include <cmath>
 #include <QDialogButtonBox>
@@ -100,7 +101,7 @@ LevelMatchDialog::LevelMatchDialog(LevelMatchPlan plan, QString programFolder, S
                                                                 : QStringLiteral("—"),
                               false));
         m_table->setItem(row, NameColumn, cell(s.name, false));
-        m_table->item(row, NameColumn)->setToolTip(s.name);
+        m_table->item(row, NameColumn)->setToolTip(plainToolTip(s.name));
         m_table->setItem(row, LoudnessColumn,
                          cell(levelText(s.levels.loudnessLufs) + QStringLiteral(" LUFS"), true));
         m_table->setItem(row, PeakColumn,

@@ -17,6 +17,7 @@
 #include "ui/backgroundwork.h"
 #include "ui/conversiondialog.h"
 #include "ui/levelmatchdialog.h"
+#include "ui/qtmessagepresenter.h"
 #include "ui/soundwait.h"
 #include "ui/widgets.h"
 
@@ -679,7 +680,7 @@ bool Form1::eventFilter(QObject *watched, QEvent *event)
         for (int port = 1; port <= static_cast<int>(m_comPorts.size()); ++port) {
             if (watched == m_comPorts[static_cast<std::size_t>(port - 1)])
                 m_comPorts[static_cast<std::size_t>(port - 1)]->setToolTip(
-                    Qt::convertFromPlainText(portToolTip(port), Qt::WhiteSpaceNoWrap));
+                    plainToolTip(portToolTip(port)));
         }
     }
     return QMainWindow::eventFilter(watched, event);

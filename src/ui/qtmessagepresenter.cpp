@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QTextDocument>
 
 namespace klangor {
 
@@ -24,6 +25,11 @@ QString screenSizedText(const QString &text)
         line = words.join(QLatin1Char(' '));
     }
     return lines.join(QLatin1Char('\n'));
+}
+
+QString plainToolTip(const QString &text)
+{
+    return Qt::convertFromPlainText(text, Qt::WhiteSpaceNoWrap);
 }
 
 int showPlainMessageBox(QMessageBox &box)

@@ -11,6 +11,9 @@ namespace klangor {
 
 // The text with every word cut to a width and the lines to a number that fit on a screen.
 QString screenSizedText(const QString &text);
+// A tooltip showing text as plain text: a file name such as "<img width=9999 ...>.ogg" would
+// otherwise be laid out as markup.
+QString plainToolTip(const QString &text);
 // Shows box modally with its text as plain, screen-sized text; returns exec()'s answer.
 int showPlainMessageBox(QMessageBox &box);
 

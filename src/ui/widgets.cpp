@@ -1,5 +1,7 @@
 #include "ui/widgets.h"
 
+#include "ui/qtmessagepresenter.h"
+
 #include <cmath>
 #include <QDir>
 #include <QDragEnterEvent>
@@ -60,7 +62,7 @@ void setApart(QListWidgetItem &item, const QString &why)
     marked.setItalic(true);
     item.setFont(marked);
     item.setForeground(QColor(0x9c, 0x4a, 0x00));
-    item.setToolTip(item.text() + u'\n' + why);
+    item.setToolTip(plainToolTip(item.text() + u'\n' + why));
 }
 
 } // namespace
@@ -73,7 +75,7 @@ void WaveFileListBox::setEntries(const QList<SoundFileEntry> &entries)
     for (const SoundFileEntry &entry : entries) {
         auto *item = new QListWidgetItem(entry.name, this);
         item->setData(NeedsConversionRole, entry.needsConversion);
-        item->setToolTip(entry.name);
+        item->setToolTip(plainToolTip(entry.name));
         if (entry.needsConversion)
             setApart(*item, QStringLiteral("Wird für den Decoder umgewandelt, bevor ein Slot ihn "
                                            "übernimmt."));

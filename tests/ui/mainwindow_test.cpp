@@ -182,21 +182,23 @@ TEST(DriveListBox, LooksForNewDrivesWhenOpenedAndKeepsTheChosenOne)
     EXPECT_EQ(box.currentText(), "/media/a");
 }
 
-// A sound to convert stands apart; every name shows whole in its tooltip; a new listing keeps
-// the selected name selected.
+// A sound to convert stands apart; every name shows whole in its tooltip, as plain text; a new
+// listing keeps the selected name selected.
 TEST(WaveFileListBox, SetsApartSoundsToConvertAndKeepsTheSelection)
 {
     const QString longName = "ein Name, der länger ist als die Liste breit.ogg";
     WaveFileListBox list;
     list.setEntries({{"b.wav", false}, {longName, true}});
     list.setCurrentRow(1);
-    list.setEntries({{"a.wav", false}, {"b.wav", false}, {longName, true}});
+    list.setEntries({{"<b>a</b>.wav", false}, {"b.wav", false}, {longName, true}});
     EXPECT_EQ(list.selectedEntry(), longName);
     for (int row = 0; row < list.count(); ++row) {
         const QListWidgetItem *item = list.item(row);
         EXPECT_EQ(item->font().italic(), row == 2) << row;
         EXPECT_EQ(item->data(WaveFileListBox::NeedsConversionRole).toBool(), row == 2);
-        EXPECT_EQ(item->toolTip().section('\n', 0, 0), item->text());
+        EXPECT_TRUE(
+            QTextDocumentFragment::fromHtml(item->toolTip()).toPlainText().startsWith(item->text()))
+            << item->toolTip().toStdString();
     }
 }
 
@@ -329,7 +331,9 @@ TEST_F(MainWindow, FileListFollowsTheFolderOnDiskAndSetsApartRefusedWavs)
         return !list->findItems(name, Qt::MatchExactly).isEmpty();
     };
     const auto toolTip = [list](const QString &name) {
-        return list->findItems(name, Qt::MatchExactly).value(0)->toolTip();
+        return QTextDocumentFragment::fromHtml(
+                   list->findItems(name, Qt::MatchExactly).value(0)->toolTip())
+            .toPlainText();
     };
     const QString refusal = WaveChecker(m_wave).CheckWaveFile(soundFile("stereo.wav")).error().text;
     EXPECT_TRUE(QTest::qWaitFor([&] { return toolTip("stereo.wav").contains(refusal); }, 10000));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <QDir>
+#include <QDirIterator>
 #include <QFileInfo>
 
 namespace klangor {
@@ -21,19 +22,23 @@ bool needsConversion(const QString &name)
            extensions.contains(name.mid(dot + 1), Qt::CaseInsensitive);
 }
 
-std::optional<QList<SoundFileEntry>> listSoundFiles(const QString &folder)
+std::optional<QList<SoundFileEntry>> listSoundFiles(const QString &folder, bool *cut)
 {
     const QDir dir(folder);
     if (!dir.exists() || !QFileInfo(folder).isReadable())
         return std::nullopt;
     QList<SoundFileEntry> entries;
-    for (const QString &name :
-         dir.entryList(QDir::Files | QDir::Hidden | QDir::System, QDir::NoSort)) {
+    QDirIterator it(folder, QDir::Files | QDir::Hidden | QDir::System);
+    int scanned = 0;
+    for (; it.hasNext() && scanned < MaxScannedEntries; ++scanned) {
+        const QString name = it.nextFileInfo().fileName();
         if (hasWaveExtension(name))
             entries.append({name, false});
         else if (needsConversion(name))
             entries.append({name, true});
     }
+    if (cut)
+        *cut = it.hasNext();
     // Alphabetical as a person reads it: letter case only breaks ties.
     std::sort(entries.begin(), entries.end(), [](const SoundFileEntry &a, const SoundFileEntry &b) {
         const int c = a.name.compare(b.name, Qt::CaseInsensitive);

@@ -19,8 +19,11 @@ struct SoundFileEntry
 
 // The files in folder whose last four characters, upper-cased, are ".WAV", and those whose
 // extension names another type the conversion reads; files only, sorted alphabetically.
-// nullopt when the folder cannot be read.
-std::optional<QList<SoundFileEntry>> listSoundFiles(const QString &folder);
+// nullopt when the folder cannot be read. Only the first MaxScannedEntries entries of the
+// folder are looked at (a window may not stand still over a folder of a hundred thousand
+// files); *cut tells whether there were more.
+inline constexpr int MaxScannedEntries = 10000;
+std::optional<QList<SoundFileEntry>> listSoundFiles(const QString &folder, bool *cut = nullptr);
 
 // ".wav" in any letter case.
 bool hasWaveExtension(const QString &name);

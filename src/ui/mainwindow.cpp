@@ -417,9 +417,16 @@ void Form1::Dir1_Change()
 
 void Form1::relistBrowseFolder()
 {
+    bool cut = false;
     const QList<SoundFileEntry> entries =
-        listSoundFiles(m_browseFolder).value_or(QList<SoundFileEntry>());
+        listSoundFiles(m_browseFolder, &cut).value_or(QList<SoundFileEntry>());
     m_list1->setEntries(entries);
+    if (cut) {
+        auto *more = new QListWidgetItem(u"… nicht alle: Der Ordner hat mehr als %1 Dateien."_s.arg(
+                                             QLocale().toString(MaxScannedEntries)),
+                                         m_list1);
+        more->setFlags(Qt::NoItemFlags);
+    }
 
     // A WAV file the check would refuse is set apart too, with the reason and the way to the
     // conversion; its header is read off the window's thread (the folder may be a slow stick).

@@ -22,6 +22,17 @@ TEST(WaveFolder, WavFilesAndSoundsToConvertInReadingOrder)
         {"e.mp3", true}, {"f.OGG", true},  {"g.flac", true}, {"h.aif", true},   {"i.opus", true}};
     EXPECT_EQ(listSoundFiles(dir.path()), expected);
     EXPECT_EQ(listSoundFiles(dir.filePath("missing")), std::nullopt);
+
+    // A folder of very many files is looked at only in part, and says so.
+    QTemporaryDir big;
+    for (int i = 0; i <= MaxScannedEntries; ++i)
+        ASSERT_TRUE(QFile(big.filePath(QString("%1.wav").arg(i))).open(QIODevice::WriteOnly));
+    bool cut = false;
+    EXPECT_EQ(listSoundFiles(big.path(), &cut)->size(), MaxScannedEntries);
+    EXPECT_TRUE(cut);
+    QFile::remove(big.filePath("0.wav"));
+    EXPECT_EQ(listSoundFiles(big.path(), &cut)->size(), MaxScannedEntries);
+    EXPECT_FALSE(cut);
 }
 
 TEST(WaveFolder, FreeFileNameCountsOnPastTakenNames)

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cmath>
 #include <ebur128.h>
@@ -29,6 +30,7 @@
 #include <random>
 #include <soxr.h>
 #include <sys/stat.h>
+#include <thread>
 #include <vector>
 
 namespace klangor {
@@ -553,18 +555,35 @@ QList<Result<ConvertedSound>> convertAllForDecoder(const QStringList &inputs,
                                   : status.error());
         return results;
     }
-    ResamplerCache resamplers;
+    // The inputs are converted on every core; only the writing is in order.
+    std::vector<std::optional<Result<DecoderImage>>> images(
+        static_cast<std::size_t>(inputs.size()));
+    std::atomic<std::size_t> next = 0;
+    const auto convertSome = [&] {
+        ResamplerCache resamplers;
+        for (std::size_t i = next++; i < images.size(); i = next++)
+            images[i] = decoderImage(inputs.at(static_cast<qsizetype>(i)), options, resamplers, {});
+    };
+    std::vector<std::thread> helpers;
+    const std::size_t cores = std::clamp(std::thread::hardware_concurrency(), 1u, 4u);
+    for (std::size_t t = 1; t < std::min(cores, images.size()); ++t)
+        helpers.emplace_back(convertSome);
+    convertSome();
+    for (std::thread &helper : helpers)
+        helper.join();
+
     // The folder is made for the first result: a run that converts nothing leaves no trace.
     std::optional<Status> made;
     FileBatch batch(outputFolder, !options.overwrite); // nor one that appears meanwhile
     QStringList names;
-    for (const QString &input : inputs) {
+    for (qsizetype i = 0; i < inputs.size(); ++i) {
+        const QString &input = inputs.at(i);
         const QString name = convertedFileName(input);
         Result<DecoderImage> image =
             names.contains(name)
                 ? refused(input,
                           QStringLiteral("„%1“ entstünde schon aus einer anderen Datei.").arg(name))
-                : decoderImage(input, options, resamplers, {});
+                : std::move(*images[static_cast<std::size_t>(i)]);
         if (!image) {
             results.append(image.error());
             continue;

@@ -157,11 +157,6 @@ int runProjectShow(const CommandArguments &arguments, Console &console)
         return fail(console, opened.error());
     const LoadedProject &project = opened.value().project;
     const SlotFileNames &names = opened.value().names;
-    // Records the program does not restore are not read, so they could not be written back.
-    if (!project.leftOut.isEmpty())
-        return fail(console, {QStringLiteral("Das Sound Projekt enthält Einträge, die Klangor "
-                                             "nicht liest:\n%1\nEs wurde nichts geschrieben.")
-                                  .arg(listedNames(project.leftOut))});
 
     qint64 totalMs = 0, totalBytes = 0;
     const auto printSound = [&](const QString &event, const QString &slot, int number) {

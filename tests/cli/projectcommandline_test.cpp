@@ -316,6 +316,14 @@ TEST_F(ProjectCommandLineTest, NormalizeMatchesTheEventsAndWritesAllOrNothing)
     EXPECT_EQ(run.out, path("0.wav") + "\t-24.0\t-21.0\n" + path("1.wav") + "\t-18.0\t-15.0\n" +
                            path("4.wav") + "\t-20.0\t-17.0\n");
 
+    // A record the program does not restore is shown around, never written back empty.
+    auto foreign = records;
+    foreign[50] = {"C:\\K\\liesmich.txt", "x"};
+    writeFile(path("fremd.spj"), test::projectBytes(foreign));
+    EXPECT_EQ(runCommand({"project", "show", path("fremd.spj")}).exitCode, 0);
+    run = runCommand({"project", "normalize", path("fremd.spj"), path("y.spj")});
+    EXPECT_TRUE(run.exitCode == 1 && run.err.contains("liesmich.txt")) << run.err.toStdString();
+
     records[1].second = "kein Ton";
     writeFile(path("in.spj"), test::projectBytes(records));
     run = runCommand({"project", "normalize", path("in.spj"), path("kaputt.spj")});

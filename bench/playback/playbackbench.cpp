@@ -395,10 +395,13 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
 // Counts the quiet frames around each join of sounds played back to back (given in frames of
 // the recording) from `start` on: a join's window reaches half the shorter neighbour either
 // way, and the next sound is taken to start after the gap found. A dropout inside a sound
-// counts at its nearest join. Windows end at `end`, where the sounds stopped.
+// counts at its nearest join. Windows end 2 ms before `end`, where the sounds stopped: a
+// resampler rings at a sound cut off there, and its swing through zero is no gap.
 std::vector<std::size_t> quietAtJoins(const Recording &rec, std::size_t start, std::size_t end,
                                       const std::vector<double> &lengths)
 {
+    const std::size_t edge = std::size_t(rec.rate) / 500;
+    const std::size_t last = end > start + edge ? end - edge : end;
     std::vector<std::size_t> gaps;
     double at = double(start);
     for (std::size_t k = 0; k + 1 < lengths.size(); ++k) {
@@ -408,7 +411,7 @@ std::vector<std::size_t> quietAtJoins(const Recording &rec, std::size_t start, s
         const double reach = std::min(lengths[k], lengths[k + 1]) / 2.0;
         const auto lo = static_cast<std::size_t>(std::max(0.0, join - reach));
         const auto hi = static_cast<std::size_t>(join + reach);
-        gaps.push_back(rec.quietCount(lo, std::min(hi, end)));
+        gaps.push_back(rec.quietCount(lo, std::min(hi, last)));
         at = join + double(gaps.back());
     }
     return gaps;

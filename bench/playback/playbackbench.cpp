@@ -1226,8 +1226,13 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
             std::fwrite(log.readAll().constData(), 1, std::size_t(log.size()), stdout);
         const int code =
             finished && client.exitStatus() == QProcess::NormalExit ? client.exitCode() : 2;
-        if (code == 2)
+        if (code == 2) {
             std::printf("\na client of %s could not run\n", qPrintable(name));
+            Summary missing(name);
+            missing.add(QStringLiteral("client s%1 ran to its end").arg(k), QStringLiteral("no"),
+                        QStringLiteral("yes"), false);
+            missing.write(summaryPath);
+        }
         worst = std::max(worst, code);
     }
     for (const auto &busyProcess : load)
@@ -1262,13 +1267,28 @@ void printSummary(const QString &summaryPath, int worst)
     QFile file(summaryPath);
     std::printf("\n=== summary ===\n%-26s %-38s %-40s %-14s %s\n", "pass", "figure", "value",
                 "limit", "");
+    QList<QByteArray> rows;
     if (file.open(QIODevice::ReadOnly))
-        for (const QByteArray &line : file.readAll().split('\n')) {
-            const QList<QByteArray> f = line.split('\t');
-            if (f.size() == 5)
-                std::printf("%-26s %-38s %-40s %-14s %s\n", f[0].constData(), f[1].constData(),
-                            f[2].constData(), f[3].constData(), f[4].constData());
-        }
+        rows = file.readAll().split('\n');
+    const auto print = [](const QList<QByteArray> &f) {
+        std::printf("%-26s %-38s %-40s %-14s %s\n", f[0].constData(), f[1].constData(),
+                    f[2].constData(), f[3].constData(), f[4].constData());
+    };
+    QList<QList<QByteArray>> failed;
+    for (const QByteArray &line : rows) {
+        const QList<QByteArray> f = line.split('\t');
+        if (f.size() != 5)
+            continue;
+        print(f);
+        if (f[4] == "FAIL")
+            failed << f;
+    }
+    // Again at the end, where a log cut to its last lines still shows them.
+    if (!failed.isEmpty()) {
+        std::printf("\nfailed:\n");
+        for (const auto &f : failed)
+            print(f);
+    }
     std::printf("\nOVERALL: %s\n", worst == 0 ? "PASS" : "FAIL");
 }
 
@@ -1320,6 +1340,10 @@ int main(int argc, char *argv[])
                 child.kill();
                 child.waitForFinished();
                 std::printf("\n%s %s did not finish\n", qPrintable(server), qPrintable(load));
+                Summary missing(server + u'-' + load);
+                missing.add(QStringLiteral("session finished"), QStringLiteral("no"),
+                            QStringLiteral("yes"), false);
+                missing.write(summaryPath);
                 worst = std::max(worst, 2);
                 continue;
             }

@@ -39,7 +39,7 @@
 
 namespace {
 
-constexpr int Files = 20;
+constexpr int Files = 200;
 constexpr int Rounds = 5;
 constexpr double Seconds = 5.5;
 

@@ -25,7 +25,7 @@ SystemSoundService::SystemSoundService(QString programFolder, std::unique_ptr<Au
     m_engine.onAudibleChanged([this](bool audible) {
         if (audible)
             m_toldMute = false;
-        else if (m_playing)
+        else if (!m_meantUntil.hasExpired())
             tellIfMute(); // lost while a sound was meant to be heard
     });
 }
@@ -36,11 +36,21 @@ SystemSoundService::~SystemSoundService()
     m_readers.waitForDone(); // a running read still posts to m_context
 }
 
-void SystemSoundService::played()
+void SystemSoundService::played(QDeadlineTimer meantUntil)
 {
-    m_playing = true;
+    m_meantUntil = meantUntil;
     tellIfMute();
 }
+
+namespace {
+
+QDeadlineTimer heardUntil(const PcmSound &sound, bool loop)
+{
+    return loop ? QDeadlineTimer(QDeadlineTimer::Forever)
+                : QDeadlineTimer(sound.durationMilliseconds());
+}
+
+} // namespace
 
 void SystemSoundService::tellIfMute()
 {
@@ -56,8 +66,9 @@ void SystemSoundService::playFile(const QString &path, bool loop)
 {
     const quint64 asked = ++m_asked;
     if (QFileInfo(path).size() <= ReadAtOnceBytes) {
-        m_engine.play(loadSoundOrDefault(path), loop);
-        played();
+        std::shared_ptr<const PcmSound> sound = loadSoundOrDefault(path);
+        m_engine.play(sound, loop);
+        played(heardUntil(*sound, loop));
         return;
     }
     m_readers.clear(); // a read not begun is no longer wanted
@@ -69,7 +80,7 @@ void SystemSoundService::playFile(const QString &path, bool loop)
                 if (asked != m_asked)
                     return; // another sound or a stop came first
                 m_engine.play(sound, loop);
-                played();
+                played(heardUntil(*sound, loop));
             },
             Qt::QueuedConnection);
     });
@@ -88,8 +99,12 @@ void SystemSoundService::PlaySoundLoop(const QString &path)
 void SystemSoundService::PlaySoundWait(const QString &bareName)
 {
     ++m_asked;
-    m_engine.playInGroup(loadSoundOrDefault(QDir(m_programFolder).filePath(bareName)));
-    played();
+    std::shared_ptr<const PcmSound> sound =
+        loadSoundOrDefault(QDir(m_programFolder).filePath(bareName));
+    m_engine.playInGroup(sound);
+    // Behind the group's sounds still to be heard.
+    played(QDeadlineTimer(std::max<qint64>(m_meantUntil.remainingTime(), 0) +
+                          sound->durationMilliseconds()));
 }
 
 void SystemSoundService::WhenSoundsHeard(std::function<void()> heard)
@@ -100,7 +115,7 @@ void SystemSoundService::WhenSoundsHeard(std::function<void()> heard)
 void SystemSoundService::StopSound()
 {
     ++m_asked;
-    m_playing = false;
+    m_meantUntil = QDeadlineTimer();
     m_engine.stop();
 }
 

@@ -3,6 +3,7 @@
 #include "playback/playbackengine.h"
 #include "playback/soundservice.h"
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QThreadPool>
 
@@ -25,16 +26,18 @@ public:
 
 private:
     void tellIfMute();
-    void played();
+    void played(QDeadlineTimer meantUntil);
     void playFile(const QString &path, bool loop);
 
     QString m_programFolder;
     PlaybackEngine m_engine;
     std::function<void(const UserMessage &)> m_tellUser;
     bool m_toldMute = false; // of this loss of sound; told again once sound was back
-    bool m_playing = false;  // a sound was asked for since the last stop
-    quint64 m_asked = 0;     // counts the sounds asked for: a late read plays only if still wanted
-    QObject m_context;       // where a file read off the window's thread comes back to
+    // Until then a sound is meant to be heard: a loss then is told at once, a later one with
+    // the next sound asked for, never to a user who is not listening.
+    QDeadlineTimer m_meantUntil;
+    quint64 m_asked = 0; // counts the sounds asked for: a late read plays only if still wanted
+    QObject m_context;   // where a file read off the window's thread comes back to
     QThreadPool m_readers;
 };
 

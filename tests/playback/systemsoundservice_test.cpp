@@ -90,6 +90,20 @@ TEST(SystemSoundService, NothingAudibleIsToldOncePerLoss)
     EXPECT_TRUE(QTest::qWaitFor([&] { return told.size() == 3; }));
     playAll(service);
     EXPECT_EQ(told.size(), 3);
+
+    // Lost after a short sound has ended: told with the next sound, not to a user who does
+    // not listen.
+    QTemporaryDir folder;
+    const QString blip = folder.filePath("blip.wav");
+    ASSERT_TRUE(test::writeFile(blip, test::makeWav({.dataBytes = 10})));
+    output.setOpens(true);
+    QCoreApplication::processEvents();
+    service.PlaySoundOnce(blip);
+    output.setOpens(false);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(told.size(), 3);
+    service.PlaySoundOnce(blip);
+    EXPECT_EQ(told.size(), 4);
 }
 
 } // namespace

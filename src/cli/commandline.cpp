@@ -112,7 +112,9 @@ const QList<CommandLineCommand> &commandLineCommands()
              "Liest die sound.arr, die Arbeitsdateien 0.wav bis 87.wav der belegten Soundnummern "
              "und die cvlist.dat aus ORDNER und schreibt daraus ein Sound Projekt mit denselben "
              "Einträgen, die das Fenster beim Speichern schreibt; die Einträge tragen ORDNER als "
-             "Ordner. ORDNER wird nicht verändert."),
+             "Ordner. ORDNER wird nicht verändert. Eine vorhandene DATEI.spj wird nur mit "
+             "--overwrite ersetzt."),
+         .options = {{QStringLiteral("--overwrite"), {}, QStringLiteral("ersetzt DATEI.spj")}},
          .minArguments = 2,
          .maxArguments = 2,
          .run = &runProjectPack},
@@ -125,13 +127,15 @@ const QList<CommandLineCommand> &commandLineCommands()
              "zueinander bleiben, wie sie sind. Ein Ereignis wird höchstens so weit angehoben, "
              "bis seine Spitze -1 dBFS erreicht. Ohne --target ist das Ziel der Median der "
              "Ereignisse. Schreibt das Ergebnis als AUSGABE.spj mit denselben Einträgen; "
-             "DATEI.spj bleibt, wie sie ist. Ganz oder gar nicht: lässt sich ein Sound nicht "
+             "DATEI.spj bleibt, wie sie ist, und eine vorhandene AUSGABE.spj wird nur mit "
+             "--overwrite ersetzt. Ganz oder gar nicht: lässt sich ein Sound nicht "
              "messen oder anpassen, wird nichts geschrieben.\n"
              "Ausgabe, die Felder durch Tabulatoren getrennt:\n"
              "  ziel LUFS\n"
              "  sound SOUNDNUMMER NAME LUFS DBFS ÄNDERUNG_DB NEU_LUFS NEU_DBFS [begrenzt]"),
          .options = {{QStringLiteral("--target"), QStringLiteral("LUFS"),
-                      QStringLiteral("die Ziel-Lautheit, von -70 bis 0")}},
+                      QStringLiteral("die Ziel-Lautheit, von -70 bis 0")},
+                     {QStringLiteral("--overwrite"), {}, QStringLiteral("ersetzt AUSGABE.spj")}},
          .minArguments = 2,
          .maxArguments = 2,
          .run = &runProjectNormalize},

@@ -238,8 +238,22 @@ int runProjectUnpack(const CommandArguments &arguments, Console &console)
     return plan.refused.isEmpty() ? ExitSuccess : ExitFailure;
 }
 
+// A file of the user's where the project goes is replaced only when asked to.
+bool replacesUnasked(const CommandArguments &arguments, const QString &path, Console &console)
+{
+    const QFileInfo out(path);
+    if (arguments.has(QStringLiteral("--overwrite")) || !(out.exists() || out.isSymLink()))
+        return false;
+    fail(console, {QStringLiteral("Die Datei „%1“ gibt es schon; ersetzt wird sie nur mit "
+                                  "„--overwrite“. Es wurde nichts geschrieben.")
+                       .arg(QDir::toNativeSeparators(path))});
+    return true;
+}
+
 int runProjectPack(const CommandArguments &arguments, Console &console)
 {
+    if (replacesUnasked(arguments, arguments.positional.at(1), console))
+        return ExitFailure;
     // Record names carry the folder as the window's save carries its program folder: whole.
     const QString folder = QFileInfo(arguments.positional.at(0)).absoluteFilePath();
     if (!QFileInfo(folder).isDir())
@@ -287,6 +301,8 @@ int runProjectNormalize(const CommandArguments &arguments, Console &console)
                     << "“ ist keine Lautheit von -70 bis 0 LUFS.\n";
         return ExitUsage;
     }
+    if (replacesUnasked(arguments, arguments.positional.at(1), console))
+        return ExitFailure;
     const Result<OpenedProject> opened = openProject(arguments.positional.at(0));
     if (!opened)
         return fail(console, opened.error());

@@ -107,6 +107,10 @@ TEST_F(ProjectCommandLineTest, PackWritesWhatTheWindowSavesAndUnpackGivesTheSoun
     EXPECT_EQ(packed.exitCode, 0) << packed.err.toStdString();
     EXPECT_EQ(test::snapshot(folder()), before);
     EXPECT_EQ(readFile(path("cli.spj")), readFile(path("window.spj")));
+    ASSERT_TRUE(writeFile(path("cli.spj"), "alt"));
+    EXPECT_EQ(runCommand({"project", "pack", "--overwrite", folder(), path("cli.spj")}).exitCode,
+              0);
+    EXPECT_EQ(readFile(path("cli.spj")), readFile(path("window.spj")));
 
     const test::CommandRun unpacked =
         runCommand({"project", "unpack", path("cli.spj"), path("neu/aus")});
@@ -201,7 +205,7 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
     for (const QString folder : {"halb", "ganz", "fremd"})
         ASSERT_TRUE(writeFile(path(folder + "/sound.arr"), soundArr({})));
     ASSERT_TRUE(writeFile(path("halb/sound.arr"), soundArr({{3, "a.wav"}})));
-    for (const QString file : {"halb/cvlist.dat", "ganz/cvlist.dat", "geheim"})
+    for (const QString file : {"halb/cvlist.dat", "ganz/cvlist.dat", "geheim", "mein.spj"})
         ASSERT_TRUE(writeFile(path(file), ""));
     ASSERT_TRUE(QFile::link(path("geheim"), path("fremd/cvlist.dat")));
     QList<std::pair<QStringList, QString>> cases = {
@@ -211,12 +215,15 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
         {{"project", "pack", path("halb"), path("p.spj")}, "3.wav"},
         {{"project", "pack", path("nichts"), path("p.spj")}, "gibt es nicht"},
         {{"project", "pack", path("fremd"), path("p.spj")}, "Verknüpfung nach außerhalb"},
+        {{"project", "pack", path("ganz"), path("mein.spj")}, "„--overwrite“"},
+        {{"project", "normalize", path("mein.spj"), path("mein.spj")}, "„--overwrite“"},
     };
     // As root a device node can stand where the project goes; it is never replaced.
     const QByteArray node = QFile::encodeName(path("geraet.spj"));
     const bool device = ::mknod(node.constData(), S_IFCHR | 0666, makedev(1, 3)) == 0;
     if (device)
-        cases.append({{"project", "pack", path("ganz"), path("geraet.spj")}, "ein Gerät"});
+        cases.append(
+            {{"project", "pack", "--overwrite", path("ganz"), path("geraet.spj")}, "ein Gerät"});
     for (const auto &[arguments, reason] : cases) {
         const test::CommandRun run = runCommand(arguments);
         EXPECT_EQ(run.exitCode, 1) << reason.toStdString();
@@ -225,6 +232,7 @@ TEST_F(ProjectCommandLineTest, FailuresGoToStderrWithExitCodeOne)
             << run.err.toStdString();
     }
     EXPECT_FALSE(QFileInfo::exists(path("p.spj")));
+    EXPECT_EQ(readFile(path("mein.spj")), "");
     EXPECT_FALSE(QFileInfo::exists(path("aus")));
     EXPECT_EQ(QDir(path("halb")).entryList(QDir::Files), QStringList({"cvlist.dat", "sound.arr"}));
     struct stat st;

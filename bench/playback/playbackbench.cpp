@@ -8,6 +8,7 @@
 
 #include "common/wavewriter.h"
 #include "playback/soundservice.h"
+#include "support/soundserver.h"
 #include "ui/soundwait.h"
 
 #include <algorithm>
@@ -30,7 +31,6 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QtEndian>
-#include <QThread>
 #include <QTimer>
 #include <QWindow>
 #include <random>
@@ -56,6 +56,8 @@ constexpr double groupEndLimitMs = 10.0;
 constexpr double idleLimitPercent = 1.0;
 constexpr int clicks = 20;
 constexpr std::size_t minSeams = 5;
+// A sink whose next block comes this much later than its last one ran out had stopped.
+constexpr double restartGapUs = 100000.0;
 
 using Sound = std::vector<qint16>;
 
@@ -198,7 +200,10 @@ struct Recording
     // after the wake-up, which bound nothing: the next wake-up comes when the clock has passed
     // the block, so an arrival counts as one only once half the block's length has gone by
     // since the block's first arrival (a reader late by more than that is taken for a
-    // wake-up, and may put frames early).
+    // wake-up, and may put frames early). A sink that stops while nothing plays (PipeWire's
+    // pipe sink) starts its clock afresh when it runs again: an arrival that comes well after
+    // the last block has run out begins a new clock, and the bounds before it are dropped
+    // (a reader stalled that long only puts frames late).
     // Uncertainty: the shortest way from sink to file (parec or cat, well under 1 ms) plus the
     // watch interval of 0.25 ms; both can only put a frame late.
     std::optional<double> heardAtUs(std::size_t n) const
@@ -208,7 +213,11 @@ struct Recording
         double blockUs = -1e300;
         std::size_t blockBefore = 0;
         for (const GrowthLog::Arrival &arrival : arrivals) {
-            const bool wakeUp = arrival.us - blockUs >= 0.5e6 * double(before - blockBefore) / rate;
+            const double sinceBlockUs = arrival.us - blockUs;
+            const bool wakeUp = sinceBlockUs >= 0.5e6 * double(before - blockBefore) / rate;
+            if (sinceBlockUs > 1e6 * double(before - blockBefore) / rate + restartGapUs &&
+                before <= n)
+                start.reset();
             if (wakeUp) {
                 blockUs = arrival.us;
                 blockBefore = before;
@@ -660,144 +669,6 @@ void runEventLoop(int ms)
     events.exec();
 }
 
-// A private sound server answering libpulse on <runtime>/pulse/native: PulseAudio, or PipeWire
-// with its PulseAudio server and its session manager under a D-Bus of its own, as a Debian
-// desktop runs them. Its only sinks are the pipe sinks the session loads.
-class SoundServer
-{
-public:
-    SoundServer(QString kind, const QString &base)
-        : m_kind(std::move(kind)), m_base(base), m_runtime(base + QStringLiteral("/runtime"))
-    {
-        QDir().mkpath(m_runtime + QStringLiteral("/pulse"));
-        QFile::setPermissions(m_runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    }
-    ~SoundServer() { stop(); }
-
-    bool start()
-    {
-        bool ok = true;
-        if (m_kind == QLatin1String("pulseaudio")) {
-            // -n: no default.pa, only these modules. A desktop's server suspends a sink nobody
-            // plays to (after 5 s); here after 1 s, so that the idle figure sees it.
-            ok = launch(QStringLiteral("pulseaudio"),
-                        {QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
-                         QStringLiteral("-n"), QStringLiteral("--use-pid-file=no"),
-                         QStringLiteral("--disallow-exit"), QStringLiteral("--log-target=stderr"),
-                         QStringLiteral("--load=module-suspend-on-idle timeout=1"),
-                         QStringLiteral("--load=module-native-protocol-unix socket=%1 "
-                                        "auth-anonymous=1")
-                             .arg(socket())},
-                        true);
-        } else {
-            ok =
-                launch(
-                    QStringLiteral("dbus-daemon"),
-                    {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                     QStringLiteral("--nopidfile"),
-                     QStringLiteral("--address=unix:path=") + m_runtime + QStringLiteral("/bus")},
-                    false) &&
-                waitFor([&] { return QFile::exists(m_runtime + QStringLiteral("/bus")); }) &&
-                launch(QStringLiteral("pipewire"), {}, true) &&
-                waitFor([&] { return QFile::exists(m_runtime + QStringLiteral("/pipewire-0")); }) &&
-                launch(QStringLiteral("wireplumber"), {}, false) &&
-                launch(QStringLiteral("pipewire-pulse"), {}, true);
-        }
-        return ok && waitFor([&] { return pactl({QStringLiteral("info")}).has_value(); });
-    }
-    bool loadPipeSink(const QString &name, const QString &fifo, int rate, int channels)
-    {
-        return pactl({QStringLiteral("load-module"), QStringLiteral("module-pipe-sink"),
-                      QStringLiteral("sink_name=") + name, QStringLiteral("file=") + fifo,
-                      QStringLiteral("format=s16le"), QStringLiteral("rate=%1").arg(rate),
-                      QStringLiteral("channels=%1").arg(channels),
-                      QStringLiteral("use_system_clock_for_timing=yes")})
-                   .has_value() &&
-               waitFor([&] {
-                   return pactl({QStringLiteral("list"), QStringLiteral("short"),
-                                 QStringLiteral("sinks")})
-                       .value_or(QString())
-                       .contains(QLatin1Char('\t') + name + QLatin1Char('\t'));
-               });
-    }
-    void stop()
-    {
-        for (auto it = m_processes.rbegin(); it != m_processes.rend(); ++it) {
-            QProcess &process = *it->first;
-            if (process.state() == QProcess::NotRunning)
-                continue;
-            process.terminate();
-            if (!process.waitForFinished(3000)) {
-                process.kill();
-                process.waitForFinished(2000);
-            }
-        }
-        m_processes.clear();
-    }
-    // The processes that do the server's work, whose CPU time counts.
-    QList<qint64> pids() const
-    {
-        QList<qint64> pids;
-        for (const auto &[process, counts] : m_processes)
-            if (counts)
-                pids << process->processId();
-        return pids;
-    }
-    QString socket() const { return m_runtime + QStringLiteral("/pulse/native"); }
-    QProcessEnvironment clientEnvironment() const
-    {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + socket());
-        env.insert(QStringLiteral("PULSE_RUNTIME_PATH"), m_runtime + QStringLiteral("/pulse"));
-        env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_runtime);
-        env.insert(QStringLiteral("PIPEWIRE_RUNTIME_DIR"), m_runtime);
-        env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
-                   QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"));
-        for (const char *dir : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME"})
-            env.insert(QString::fromLatin1(dir), m_base);
-        return env;
-    }
-    std::optional<QString> pactl(const QStringList &args) const
-    {
-        QProcess process;
-        process.setProcessEnvironment(clientEnvironment());
-        process.start(QStringLiteral("pactl"), args);
-        if (!process.waitForFinished(3000) || process.exitCode() != 0)
-            return std::nullopt;
-        return QString::fromUtf8(process.readAllStandardOutput());
-    }
-
-private:
-    bool launch(const QString &program, const QStringList &args, bool counts)
-    {
-        auto process = std::make_unique<QProcess>();
-        process->setProcessEnvironment(clientEnvironment());
-        // The servers go with the benchmark even when that is killed half-way.
-        process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-        const QString log = m_base + QStringLiteral("/server.log");
-        process->setStandardOutputFile(log, QIODevice::Append);
-        process->setStandardErrorFile(log, QIODevice::Append);
-        process->start(program, args);
-        const bool started = process->waitForStarted(5000);
-        m_processes.emplace_back(std::move(process), counts);
-        return started;
-    }
-    template <typename Ready> static bool waitFor(Ready ready)
-    {
-        for (int attempt = 0; attempt < 200; ++attempt) {
-            if (ready())
-                return true;
-            QThread::msleep(50);
-        }
-        return false;
-    }
-
-    QString m_kind;
-    QString m_base;
-    QString m_runtime;
-    std::vector<std::pair<std::unique_ptr<QProcess>, bool>> m_processes;
-};
-
 // CPU seconds used so far by this process (all its threads) and by another one.
 double ownCpuSeconds()
 {
@@ -823,17 +694,23 @@ std::optional<double> processCpuSeconds(qint64 pid)
     return ticks / double(::sysconf(_SC_CLK_TCK));
 }
 
-// Whether this process's sound thread got real-time scheduling.
-bool soundThreadIsRealtime()
+// The id of this process's thread whose name starts so; 0 when there is none.
+int threadNamed(const QByteArray &name)
 {
     for (const QString &task : QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs)) {
         QFile comm(QStringLiteral("/proc/self/task/%1/comm").arg(task));
-        if (comm.open(QIODevice::ReadOnly) && comm.readAll().startsWith("klangor-sound")) {
-            const int policy = ::sched_getscheduler(task.toInt()) & ~SCHED_RESET_ON_FORK;
-            return policy == SCHED_RR || policy == SCHED_FIFO;
-        }
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().startsWith(name))
+            return task.toInt();
     }
-    return false;
+    return 0;
+}
+
+// Whether this process's sound thread got real-time scheduling.
+bool soundThreadIsRealtime()
+{
+    const int task = threadNamed("klangor-sound");
+    const int policy = task ? ::sched_getscheduler(task) & ~SCHED_RESET_ON_FORK : SCHED_OTHER;
+    return policy == SCHED_RR || policy == SCHED_FIFO;
 }
 
 std::optional<double> serverCpuSeconds()
@@ -912,6 +789,8 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
     const auto service = klangor::createSystemSoundService(programFolder);
     runEventLoop(1000);
     const bool realtime = soundThreadIsRealtime();
+    // The output speaking PipeWire's own protocol runs its connection on a thread of this name.
+    const bool native = threadNamed("klangor-pw") != 0;
 
     std::vector<Round> rounds;
     std::vector<std::pair<double, double>> groupsPlayed; // start, input taken
@@ -1073,6 +952,8 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
                 QStringLiteral("<= %1 %").arg(idleLimitPercent), ownPercent <= idleLimitPercent);
     summary.report(QStringLiteral("sound thread real-time"),
                    realtime ? QStringLiteral("yes") : QStringLiteral("no"));
+    summary.report(QStringLiteral("sound output"),
+                   native ? QStringLiteral("PipeWire's own protocol") : QStringLiteral("libpulse"));
     if (serverCpu0 && serverCpu1 && plan.role == QLatin1String("clicks"))
         summary.report(QStringLiteral("idle CPU, the server"),
                        QStringLiteral("%1 %").arg(100.0 * (*serverCpu1 - *serverCpu0) / idleSeconds,
@@ -1136,7 +1017,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     std::printf("\n##### %s: private %s%s #####\n", qPrintable(name), qPrintable(server),
                 busy ? ", four busy processes on the cores" : "");
     std::fflush(stdout);
-    SoundServer sound(server, base.path());
+    klangor::test::SoundServer sound(server, base.path());
     if (!sound.start()) {
         std::fprintf(stderr, "%s did not start; see %s/server.log\n", qPrintable(server),
                      qPrintable(base.path()));
@@ -1202,6 +1083,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
             return 2;
         const QString pass = QStringLiteral("%1 %2 %3").arg(name, sink.role).arg(sink.rate);
         env.insert(QStringLiteral("PULSE_SINK"), sinkName);
+        env.insert(QStringLiteral("PIPEWIRE_NODE"), sinkName); // PipeWire's own clients
         clients.push_back(std::make_unique<QProcess>());
         QProcess &client = *clients.back();
         client.setProcessEnvironment(env);

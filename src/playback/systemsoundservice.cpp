@@ -1,5 +1,6 @@
 #include "playback/systemsoundservice.h"
 
+#include "playback/pipewireoutput.h"
 #include "playback/pulseaudiooutput.h"
 #include "playback/wavedecoder.h"
 
@@ -13,6 +14,19 @@ namespace {
 // A working file is far smaller and is read at once; a file of the browser may be ten minutes
 // of studio audio, which takes longer to read than a window may stand still.
 constexpr qint64 ReadAtOnceBytes = 4 << 20;
+
+// PipeWire's own protocol when its server answers: its streams are filled in the cycle that
+// plays them, where its PulseAudio server only guesses from a queue. KLANGOR_SOUND_OUTPUT=pulse
+// keeps to the PulseAudio protocol (to compare the two, or where the native one misbehaves).
+std::unique_ptr<AudioOutput> systemAudioOutput()
+{
+    if (qEnvironmentVariable("KLANGOR_SOUND_OUTPUT") != QLatin1String("pulse")) {
+        auto pipewire = std::make_unique<PipeWireOutput>();
+        if (pipewire->isConnected())
+            return pipewire;
+    }
+    return std::make_unique<PulseAudioOutput>();
+}
 
 } // namespace
 
@@ -123,7 +137,7 @@ std::unique_ptr<SoundService>
 createSystemSoundService(const QString &programFolder,
                          std::function<void(const UserMessage &)> tellUser)
 {
-    return std::make_unique<SystemSoundService>(programFolder, std::make_unique<PulseAudioOutput>(),
+    return std::make_unique<SystemSoundService>(programFolder, systemAudioOutput(),
                                                 std::move(tellUser));
 }
 

@@ -1,14 +1,14 @@
 #include "fakeaudiooutput.h"
+#include "playback/pipewireoutput.h"
 #include "playback/playbackengine.h"
 #include "playback/pulseaudiooutput.h"
+#include "support/soundserver.h"
 #include "support/standinfolder.h"
 
 #include <atomic>
 #include <csignal>
 #include <gtest/gtest.h>
-#include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -17,53 +17,48 @@
 namespace klangor {
 namespace {
 
-// A sound server of the test's own, with a null sink in the working files' format; the
-// output under test finds it through the environment.
-class PulseServer : public ::testing::Test
+// Each output against a private server of its own kind, with a null sink in the working
+// files' format; the output finds the server through the environment.
+class ServerOutput : public ::testing::TestWithParam<const char *>
 {
 protected:
     void SetUp() override
     {
-        m_env.emplace_back("PULSE_SERVER", ("unix:" + m_runtime.filePath("native")).toLocal8Bit());
-        m_env.emplace_back("PULSE_RUNTIME_PATH", m_runtime.path().toLocal8Bit());
+        ASSERT_TRUE(m_dir.isValid());
+        m_server.emplace(QString::fromLatin1(GetParam()), m_dir.path());
+        m_env.emplace_back("PULSE_SERVER", ("unix:" + m_server->socket()).toLocal8Bit());
+        m_env.emplace_back("PULSE_RUNTIME_PATH", (m_server->runtime() + "/pulse").toLocal8Bit());
+        m_env.emplace_back("PIPEWIRE_RUNTIME_DIR", m_server->runtime().toLocal8Bit());
         startServer();
     }
     void startServer()
     {
-        const QString socket = m_runtime.filePath("native");
-        m_server.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_server.start("pulseaudio",
-                       {"--daemonize=no", "-n", "--exit-idle-time=-1", "--use-pid-file=no",
-                        "--log-level=error",
-                        "--load=module-null-sink sink_name=test format=s16le rate=11025 channels=1",
-                        "--load=module-native-protocol-unix auth-anonymous=1 socket=" + socket});
-        ASSERT_TRUE(m_server.waitForStarted());
-        ASSERT_TRUE(QTest::qWaitFor([&] { return pactl("info").contains("test"); }, 10000));
+        ASSERT_TRUE(m_server->start());
+        ASSERT_TRUE(m_server->loadNullSink("test", 11025, 1));
     }
-    void TearDown() override
+    bool pipewire() const { return GetParam() == std::string_view("pipewire"); }
+    std::unique_ptr<AudioOutput> makeOutput(int idleMs = 3000)
     {
-        m_server.terminate();
-        m_server.waitForFinished();
+        if (pipewire())
+            return std::make_unique<PipeWireOutput>(idleMs);
+        return std::make_unique<PulseAudioOutput>(idleMs);
     }
-    QString pactl(const QString &what)
-    {
-        QProcess process;
-        process.start("pactl", what.split(' '));
-        process.waitForFinished();
-        return QString::fromUtf8(process.readAllStandardOutput());
-    }
+    QString pactl(const QString &what) { return m_server->pactl(what.split(' ')).value_or(""); }
 
-    QTemporaryDir m_runtime;
+    QTemporaryDir m_dir;
+    std::optional<test::SoundServer> m_server;
     std::list<test::ScopedEnv> m_env;
-    QProcess m_server;
 };
+
+INSTANTIATE_TEST_SUITE_P(Servers, ServerOutput, ::testing::Values("pulseaudio", "pipewire"),
+                         [](const auto &param) { return std::string(param.param); });
 
 // Starts, stops, loops, groups and format changes at random moments, many of them right at a
 // sound's end: nothing may crash, and the server is left with the one stream of the output.
-TEST_F(PulseServer, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStream)
+TEST_P(ServerOutput, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStream)
 {
-    auto owned = std::make_unique<PulseAudioOutput>();
-    PulseAudioOutput &output = *owned;
+    std::unique_ptr<AudioOutput> owned = makeOutput();
+    AudioOutput &output = *owned;
     PlaybackEngine engine(std::move(owned));
     QRandomGenerator random(20261123);
     for (int round = 0; round < 3000; ++round) {
@@ -82,7 +77,7 @@ TEST_F(PulseServer, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStrea
         }
     }
     engine.stop();
-    EXPECT_EQ(pactl("list short sink-inputs").count('\n'), 1);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return pactl("list short sink-inputs").count('\n') == 1; }));
     engine.playInGroup(test::rampSound(2000, 1));
     bool heard = false;
     engine.whenHeard([&] { heard = true; });
@@ -90,32 +85,8 @@ TEST_F(PulseServer, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStrea
     EXPECT_GT(output.heardPosition(), 0);
 }
 
-// After a quiet spell the stream pauses, and neither side works; the next sound wakes it.
-TEST_F(PulseServer, QuietStreamPausesAndTheNextSoundWakesIt)
-{
-    PulseAudioOutput output(100);
-    FrameSource source;
-    const auto corked = [&](bool yes) {
-        return QTest::qWaitFor(
-            [&] { return pactl("list sink-inputs").contains(yes ? "Corked: yes" : "Corked: no"); });
-    };
-    source.play(test::rampSound(500, 1), false);
-    ASSERT_TRUE(output.start(source, {11025, 1}));
-    EXPECT_TRUE(corked(true));
-    const qint64 paused = output.heardPosition();
-    const FrameSource::Ticket ticket = source.play(test::rampSound(500, 1), false);
-    ASSERT_TRUE(output.start(source, {11025, 1}));
-    EXPECT_TRUE(corked(false));
-    // The second sound is heard to its end, from where the first pause left off.
-    EXPECT_TRUE(QTest::qWaitFor([&] {
-        const auto end = source.progress(ticket).endPosition;
-        return end && output.heardPosition() >= *end;
-    }));
-    EXPECT_GT(*source.progress(ticket).endPosition, paused + 500);
-}
-
 // Whether the sound plays to its end on the output: heard up to the position behind it.
-bool heardToEnd(PulseAudioOutput &output, const FrameSource &source, FrameSource::Ticket ticket)
+bool heardToEnd(AudioOutput &output, const FrameSource &source, FrameSource::Ticket ticket)
 {
     return QTest::qWaitFor(
         [&] {
@@ -125,22 +96,45 @@ bool heardToEnd(PulseAudioOutput &output, const FrameSource &source, FrameSource
         15000);
 }
 
+// After a quiet spell the stream pauses, and neither side works; the next sound wakes it.
+TEST_P(ServerOutput, QuietStreamPausesAndTheNextSoundWakesIt)
+{
+    std::unique_ptr<AudioOutput> owned = makeOutput(100);
+    AudioOutput &output = *owned;
+    FrameSource source;
+    const auto corked = [&](bool yes) {
+        return QTest::qWaitFor(
+            [&] { return pactl("list sink-inputs").contains(yes ? "Corked: yes" : "Corked: no"); });
+    };
+    const FrameSource::Ticket first = source.play(test::rampSound(500, 1), false);
+    ASSERT_TRUE(output.start(source, {11025, 1}));
+    ASSERT_TRUE(heardToEnd(output, source, first));
+    EXPECT_TRUE(corked(true));
+    const qint64 paused = output.heardPosition();
+    const FrameSource::Ticket ticket = source.play(test::rampSound(500, 1), false);
+    ASSERT_TRUE(output.start(source, {11025, 1}));
+    EXPECT_TRUE(corked(false));
+    // The second sound is heard to its end, not before where the first pause left off.
+    EXPECT_TRUE(heardToEnd(output, source, ticket));
+    EXPECT_GE(*source.progress(ticket).endPosition, paused + 500);
+}
+
 // A server that stops answering while a new stream is needed, and one killed and started
 // again: no call waits for it, the loss is reported, and the next sound plays once it is back.
-TEST_F(PulseServer, SoundComesBackAfterAStalledOrRestartedServer)
+TEST_P(ServerOutput, SoundComesBackAfterAStalledOrRestartedServer)
 {
     for (const bool kill : {false, true}) {
-        PulseAudioOutput output;
+        std::unique_ptr<AudioOutput> owned = makeOutput();
+        AudioOutput &output = *owned;
         std::atomic<int> audible = -1;
         output.setAudibleListener([&](bool yes) { audible = yes; });
         ASSERT_TRUE(QTest::qWaitFor([&] { return audible == 1; }));
         FrameSource source;
-        if (kill) {
-            m_server.kill();
-            m_server.waitForFinished();
-        } else {
-            ::kill(pid_t(m_server.processId()), SIGSTOP);
-        }
+        const auto pid = pid_t(m_server->serverPid());
+        if (kill)
+            m_server->kill();
+        else
+            ::kill(pid, SIGSTOP);
         // 48000 Hz stereo needs a stream of its own, which the server does not open now.
         const FrameSource::Ticket ticket = source.play(test::rampSound(4000, 1, 2), false);
         QElapsedTimer clock;
@@ -152,7 +146,7 @@ TEST_F(PulseServer, SoundComesBackAfterAStalledOrRestartedServer)
         if (kill)
             startServer();
         else
-            ::kill(pid_t(m_server.processId()), SIGCONT);
+            ::kill(pid, SIGCONT);
         // The sound that waited plays, and so does the next.
         EXPECT_TRUE(heardToEnd(output, source, ticket)) << kill;
         EXPECT_EQ(audible, 1);
@@ -163,10 +157,11 @@ TEST_F(PulseServer, SoundComesBackAfterAStalledOrRestartedServer)
 }
 
 // A loop goes on on the new default sink.
-TEST_F(PulseServer, ALoopFollowsAChangedDefaultSink)
+TEST_P(ServerOutput, ALoopFollowsAChangedDefaultSink)
 {
-    pactl("load-module module-null-sink sink_name=other format=s16le rate=11025 channels=1");
-    PulseAudioOutput output;
+    ASSERT_TRUE(m_server->loadNullSink("other", 11025, 1));
+    std::unique_ptr<AudioOutput> owned = makeOutput();
+    AudioOutput &output = *owned;
     FrameSource source;
     source.play(test::rampSound(1000, 1), true);
     ASSERT_TRUE(output.start(source, {11025, 1}));
@@ -181,14 +176,20 @@ TEST_F(PulseServer, ALoopFollowsAChangedDefaultSink)
     EXPECT_TRUE(QTest::qWaitFor([&] { return output.heardPosition() > moved + 11025; }));
 }
 
-TEST(PulseAudioOutput, WithoutAServerNothingStarts)
+TEST(AudioOutput, WithoutAServerNothingStarts)
 {
     QTemporaryDir nowhere;
-    test::ScopedEnv server("PULSE_SERVER", ("unix:" + nowhere.filePath("none")).toLocal8Bit());
-    PulseAudioOutput output;
-    FrameSource source;
-    EXPECT_TRUE(QTest::qWaitFor([&] { return !output.start(source, {11025, 1}); }));
-    EXPECT_EQ(output.heardPosition(), 0);
+    test::ScopedEnv pulse("PULSE_SERVER", ("unix:" + nowhere.filePath("none")).toLocal8Bit());
+    test::ScopedEnv pipewire("PIPEWIRE_RUNTIME_DIR", nowhere.path().toLocal8Bit());
+    auto native = std::make_unique<PipeWireOutput>();
+    EXPECT_FALSE(native->isConnected());
+    std::unique_ptr<AudioOutput> outputs[] = {std::move(native),
+                                              std::make_unique<PulseAudioOutput>()};
+    for (const auto &output : outputs) {
+        FrameSource source;
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !output->start(source, {11025, 1}); }));
+        EXPECT_EQ(output->heardPosition(), 0);
+    }
 }
 
 } // namespace

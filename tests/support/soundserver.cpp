@@ -1,0 +1,167 @@
+#include "support/soundserver.h"
+
+#include <csignal>
+#include <QDir>
+#include <QFile>
+#include <QTest>
+#include <sys/prctl.h>
+
+namespace klangor::test {
+
+namespace {
+
+template <typename Ready> bool waitFor(Ready ready)
+{
+    return QTest::qWaitFor(ready, 10000);
+}
+
+} // namespace
+
+SoundServer::SoundServer(QString kind, const QString &base)
+    : m_kind(std::move(kind)), m_base(base), m_runtime(base + QStringLiteral("/runtime"))
+{
+    QDir().mkpath(m_runtime + QStringLiteral("/pulse"));
+    QFile::setPermissions(m_runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+}
+
+bool SoundServer::start()
+{
+    // A killed server leaves its sockets behind.
+    for (const char *left : {"/pulse/native", "/pipewire-0", "/bus"})
+        QFile::remove(m_runtime + QString::fromLatin1(left));
+    bool ok = true;
+    if (m_kind == QLatin1String("pulseaudio")) {
+        // -n: no default.pa, only these modules. A desktop's server suspends a sink nobody
+        // plays to (after 5 s); here after 1 s, so that the idle figure sees it.
+        ok = launch(QStringLiteral("pulseaudio"),
+                    {QStringLiteral("--daemonize=no"), QStringLiteral("--exit-idle-time=-1"),
+                     QStringLiteral("-n"), QStringLiteral("--use-pid-file=no"),
+                     QStringLiteral("--disallow-exit"), QStringLiteral("--log-target=stderr"),
+                     QStringLiteral("--load=module-suspend-on-idle timeout=1"),
+                     QStringLiteral("--load=module-native-protocol-unix socket=%1 "
+                                    "auth-anonymous=1")
+                         .arg(socket())},
+                    true);
+    } else {
+        ok = launch(QStringLiteral("dbus-daemon"),
+                    {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                     QStringLiteral("--nopidfile"),
+                     QStringLiteral("--address=unix:path=") + m_runtime + QStringLiteral("/bus")},
+                    false) &&
+             waitFor([&] { return QFile::exists(m_runtime + QStringLiteral("/bus")); }) &&
+             launch(QStringLiteral("pipewire"), {}, true) &&
+             waitFor([&] { return QFile::exists(m_runtime + QStringLiteral("/pipewire-0")); }) &&
+             launch(QStringLiteral("wireplumber"), {}, false) &&
+             launch(QStringLiteral("pipewire-pulse"), {}, true);
+    }
+    return ok && waitFor([&] { return pactl({QStringLiteral("info")}).has_value(); });
+}
+
+bool SoundServer::loadPipeSink(const QString &name, const QString &fifo, int rate, int channels)
+{
+    return loadSink(QStringLiteral("module-pipe-sink"), name,
+                    {QStringLiteral("file=") + fifo, QStringLiteral("rate=%1").arg(rate),
+                     QStringLiteral("channels=%1").arg(channels),
+                     QStringLiteral("use_system_clock_for_timing=yes")});
+}
+
+bool SoundServer::loadNullSink(const QString &name, int rate, int channels)
+{
+    return loadSink(
+        QStringLiteral("module-null-sink"), name,
+        {QStringLiteral("rate=%1").arg(rate), QStringLiteral("channels=%1").arg(channels)});
+}
+
+bool SoundServer::loadSink(const QString &module, const QString &name, const QStringList &options)
+{
+    return pactl(QStringList{QStringLiteral("load-module"), module,
+                             QStringLiteral("sink_name=") + name, QStringLiteral("format=s16le")} +
+                 options)
+               .has_value() &&
+           waitFor([&] {
+               return pactl({QStringLiteral("list"), QStringLiteral("short"),
+                             QStringLiteral("sinks")})
+                   .value_or(QString())
+                   .contains(QLatin1Char('\t') + name + QLatin1Char('\t'));
+           });
+}
+
+void SoundServer::stop()
+{
+    for (auto it = m_processes.rbegin(); it != m_processes.rend(); ++it) {
+        QProcess &process = *it->first;
+        if (process.state() == QProcess::NotRunning)
+            continue;
+        process.terminate();
+        if (!process.waitForFinished(3000)) {
+            process.kill();
+            process.waitForFinished(2000);
+        }
+    }
+    m_processes.clear();
+}
+
+void SoundServer::kill()
+{
+    for (auto &[process, counts] : m_processes) {
+        process->kill();
+        process->waitForFinished(2000);
+    }
+    m_processes.clear();
+}
+
+QList<qint64> SoundServer::pids() const
+{
+    QList<qint64> pids;
+    for (const auto &[process, counts] : m_processes)
+        if (counts)
+            pids << process->processId();
+    return pids;
+}
+
+qint64 SoundServer::serverPid() const
+{
+    const QList<qint64> all = pids();
+    return all.isEmpty() ? 0 : all.first();
+}
+
+QProcessEnvironment SoundServer::clientEnvironment() const
+{
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("PULSE_SERVER"), QStringLiteral("unix:") + socket());
+    env.insert(QStringLiteral("PULSE_RUNTIME_PATH"), m_runtime + QStringLiteral("/pulse"));
+    env.insert(QStringLiteral("XDG_RUNTIME_DIR"), m_runtime);
+    env.insert(QStringLiteral("PIPEWIRE_RUNTIME_DIR"), m_runtime);
+    env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+               QStringLiteral("unix:path=") + m_runtime + QStringLiteral("/bus"));
+    for (const char *dir : {"HOME", "XDG_CONFIG_HOME", "XDG_STATE_HOME", "XDG_DATA_HOME"})
+        env.insert(QString::fromLatin1(dir), m_base);
+    return env;
+}
+
+std::optional<QString> SoundServer::pactl(const QStringList &args) const
+{
+    QProcess process;
+    process.setProcessEnvironment(clientEnvironment());
+    process.start(QStringLiteral("pactl"), args);
+    if (!process.waitForFinished(3000) || process.exitCode() != 0)
+        return std::nullopt;
+    return QString::fromUtf8(process.readAllStandardOutput());
+}
+
+bool SoundServer::launch(const QString &program, const QStringList &args, bool counts)
+{
+    auto process = std::make_unique<QProcess>();
+    process->setProcessEnvironment(clientEnvironment());
+    // The servers go with their user even when that is killed half-way.
+    process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
+    const QString log = m_base + QStringLiteral("/server.log");
+    process->setStandardOutputFile(log, QIODevice::Append);
+    process->setStandardErrorFile(log, QIODevice::Append);
+    process->start(program, args);
+    const bool started = process->waitForStarted(5000);
+    m_processes.emplace_back(std::move(process), counts);
+    return started;
+}
+
+} // namespace klangor::test

@@ -1,6 +1,7 @@
 #include "playback/pipewireoutput.h"
 
 #include <algorithm>
+#include <cstring>
 #include <ctime>
 #include <pipewire/pipewire.h>
 #include <pthread.h>
@@ -30,6 +31,36 @@ std::int64_t monotonicNs()
     ::clock_gettime(CLOCK_MONOTONIC, &now);
     return std::int64_t(now.tv_sec) * nsPerSecond + now.tv_nsec;
 }
+
+// What the server lists until it answers a sync: whether one of its objects is a sink.
+struct SinkScan
+{
+    pw_thread_loop *loop;
+    int seq = 0;
+    bool listed = false;
+    bool sink = false;
+    spa_hook registryHook = {};
+    spa_hook coreHook = {};
+
+    static void found(void *data, uint32_t, uint32_t, const char *type, uint32_t,
+                      const spa_dict *props)
+    {
+        const char *kind = props ? spa_dict_lookup(props, PW_KEY_MEDIA_CLASS) : nullptr;
+        const char *name = props ? spa_dict_lookup(props, PW_KEY_NODE_NAME) : nullptr;
+        // auto_null is the stand-in PipeWire makes where it has no output of its own.
+        if (std::strcmp(type, PW_TYPE_INTERFACE_Node) == 0 && kind &&
+            std::strcmp(kind, "Audio/Sink") == 0 && !(name && std::strcmp(name, "auto_null") == 0))
+            static_cast<SinkScan *>(data)->sink = true;
+    }
+    static void done(void *data, uint32_t id, int seq)
+    {
+        auto *scan = static_cast<SinkScan *>(data);
+        if (id == PW_ID_CORE && seq == scan->seq) {
+            scan->listed = true;
+            pw_thread_loop_signal(scan->loop, false);
+        }
+    }
+};
 
 } // namespace
 
@@ -100,8 +131,38 @@ PipeWireOutput::PipeWireOutput(int idleMs, PcmFormat prepared)
         return;
     }
     pw_thread_loop_lock(m_loop);
-    m_connectedAtStart = connectLocked();
+    m_playsSound = connectLocked() && hasSinkLocked();
     pw_thread_loop_unlock(m_loop);
+}
+
+// Looks through the server's objects for a sink, waiting a moment at most: a local server
+// lists them in a millisecond or two.
+bool PipeWireOutput::hasSinkLocked()
+{
+    SinkScan scan{m_loop};
+    static const pw_registry_events registryEvents = {.version = PW_VERSION_REGISTRY_EVENTS,
+                                                      .global = &SinkScan::found,
+                                                      .global_remove = nullptr};
+    pw_core_events coreEvents = {};
+    coreEvents.version = PW_VERSION_CORE_EVENTS;
+    coreEvents.done = &SinkScan::done;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wold-style-cast" // in PipeWire's macros
+    pw_registry *registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
+    if (!registry)
+        return false;
+    pw_registry_add_listener(registry, &scan.registryHook, &registryEvents, &scan);
+    pw_core_add_listener(m_core, &scan.coreHook, &coreEvents, &scan);
+    scan.seq = pw_core_sync(m_core, PW_ID_CORE, 0);
+#pragma GCC diagnostic pop
+    timespec until = {};
+    pw_thread_loop_get_time(m_loop, &until, 200 * 1000000LL);
+    while (!scan.listed && pw_thread_loop_timed_wait_full(m_loop, &until) == 0) {
+    }
+    spa_hook_remove(&scan.coreHook);
+    spa_hook_remove(&scan.registryHook);
+    pw_proxy_destroy(reinterpret_cast<pw_proxy *>(registry));
+    return scan.listed && scan.sink;
 }
 
 PipeWireOutput::~PipeWireOutput()

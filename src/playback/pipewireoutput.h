@@ -32,8 +32,10 @@ public:
     PipeWireOutput(const PipeWireOutput &) = delete;
     PipeWireOutput &operator=(const PipeWireOutput &) = delete;
 
-    // Whether a PipeWire server took the connection in the constructor.
-    bool isConnected() const { return m_connectedAtStart; }
+    // Whether a PipeWire server took the connection in the constructor and had a sink to play
+    // to: where PulseAudio plays the sound and PipeWire runs beside it for screen sharing
+    // only, it has none, and a stream of PipeWire's would never be heard.
+    bool playsSound() const { return m_playsSound; }
 
     bool start(FrameSource &source, const PcmFormat &format, qint64 from = 0) override;
     qint64 heardPosition() override;
@@ -45,6 +47,7 @@ public:
 
 private:
     bool connectLocked();
+    bool hasSinkLocked();
     void lostLocked();
     void openStreamLocked();
     void closeStreamLocked();
@@ -65,7 +68,7 @@ private:
     std::unique_ptr<Hooks> m_hooks;
     spa_source *m_retry = nullptr;
     spa_source *m_answer = nullptr;
-    bool m_connectedAtStart = false;
+    bool m_playsSound = false;
     bool m_lost = false;   // the connection broke: it is made anew
     bool m_ready = false;  // m_stream is known to the server
     bool m_wanted = false; // a sound was asked for: a stream opens active, not paused

@@ -15,14 +15,15 @@ namespace {
 // of studio audio, which takes longer to read than a window may stand still.
 constexpr qint64 ReadAtOnceBytes = 4 << 20;
 
-// PipeWire's own protocol when its server answers: its streams are filled in the cycle that
-// plays them, where its PulseAudio server only guesses from a queue. KLANGOR_SOUND_OUTPUT=pulse
-// keeps to the PulseAudio protocol (to compare the two, or where the native one misbehaves).
+// PipeWire's own protocol when its server answers and has a sink: its streams are filled in the
+// cycle that plays them, where its PulseAudio server only guesses from a queue.
+// KLANGOR_SOUND_OUTPUT=pulse keeps to the PulseAudio protocol (to compare the two, or where the
+// native one misbehaves).
 std::unique_ptr<AudioOutput> systemAudioOutput()
 {
     if (qEnvironmentVariable("KLANGOR_SOUND_OUTPUT") != QLatin1String("pulse")) {
         auto pipewire = std::make_unique<PipeWireOutput>();
-        if (pipewire->isConnected())
+        if (pipewire->playsSound())
             return pipewire;
     }
     return std::make_unique<PulseAudioOutput>();

@@ -53,6 +53,18 @@ protected:
 INSTANTIATE_TEST_SUITE_P(Servers, ServerOutput, ::testing::Values("pulseaudio", "pipewire"),
                          [](const auto &param) { return std::string(param.param); });
 
+// PipeWire's own protocol is taken only from a PipeWire server with a sink: one that runs
+// beside PulseAudio for screen sharing has none.
+TEST_P(ServerOutput, PipeWirePlaysOnlyWhereItHasASink)
+{
+    EXPECT_EQ(PipeWireOutput().playsSound(), pipewire());
+    for (const QString &module : pactl("list short modules").split('\n'))
+        if (module.contains("module-null-sink"))
+            pactl("unload-module " + module.section('\t', 0, 0));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return !pactl("list short sinks").contains("\ttest\t"); }));
+    EXPECT_FALSE(PipeWireOutput().playsSound());
+}
+
 // Starts, stops, loops, groups and format changes at random moments, many of them right at a
 // sound's end: nothing may crash, and the server is left with the one stream of the output.
 TEST_P(ServerOutput, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStream)
@@ -182,7 +194,7 @@ TEST(AudioOutput, WithoutAServerNothingStarts)
     test::ScopedEnv pulse("PULSE_SERVER", ("unix:" + nowhere.filePath("none")).toLocal8Bit());
     test::ScopedEnv pipewire("PIPEWIRE_RUNTIME_DIR", nowhere.path().toLocal8Bit());
     auto native = std::make_unique<PipeWireOutput>();
-    EXPECT_FALSE(native->isConnected());
+    EXPECT_FALSE(native->playsSound());
     std::unique_ptr<AudioOutput> outputs[] = {std::move(native),
                                               std::make_unique<PulseAudioOutput>()};
     for (const auto &output : outputs) {

@@ -321,14 +321,20 @@ void PipeWireOutput::closeStreamLocked()
     m_ready = false;
     if (!m_stream)
         return;
-    // No callback of ours runs after this: the state ones run under the loop's lock, and the
-    // stream leaves the real-time thread before it is gone.
+    // The stream leaves the real-time thread in the disconnect; until then process() may run
+    // and uses the hook and m_stream. The state it reports on the way out is no loss.
+    m_closing = true;
+    pw_stream_disconnect(m_stream);
+    m_closing = false;
     spa_hook_remove(&m_hooks->stream);
-    pw_stream_destroy(std::exchange(m_stream, nullptr));
+    pw_stream_destroy(m_stream);
+    m_stream = nullptr;
 }
 
 void PipeWireOutput::streamChanged(int state)
 {
+    if (m_closing)
+        return;
     if (state == PW_STREAM_STATE_PAUSED || state == PW_STREAM_STATE_STREAMING) {
         if (m_ready)
             return;
@@ -427,6 +433,11 @@ bool PipeWireOutput::start(FrameSource &source, const PcmFormat &format, qint64)
         return false;
     pw_thread_loop_lock(m_loop);
     m_wanted = true;
+    const bool kept = m_stream && m_format == format;
+    // A stream of the old format would read the new sounds in its own layout and pin them to
+    // its own positions: it goes before they are let start.
+    if (!kept)
+        closeStreamLocked();
     {
         const std::lock_guard lock(m_data);
         m_source = &source;
@@ -435,18 +446,16 @@ bool PipeWireOutput::start(FrameSource &source, const PcmFormat &format, qint64)
     // The sounds not yet begun start at the next frame handed over, which is never before
     // `from`: what was handed over is gone.
     source.restart();
-    if (m_stream && m_format == format) {
+    if (kept) {
         // A stop of a paused stream has nothing to silence and nothing to wake.
         if (m_ready && !source.isEmpty())
             setActiveLocked(true);
     } else {
         m_format = format;
-        if (m_core && !m_lost) {
-            closeStreamLocked();
+        if (m_core && !m_lost)
             openStreamLocked();
-        } else {
+        else
             connectLocked();
-        }
     }
     const bool audible = m_audible.value_or(true);
     pw_thread_loop_unlock(m_loop);

@@ -73,8 +73,9 @@ private:
     bool m_ready = false;  // m_stream is known to the server
     bool m_wanted = false; // a sound was asked for: a stream opens active, not paused
     bool m_active = false;
-    bool m_named = false; // the real-time thread carries the program's name
-    PcmFormat m_format;   // of m_stream
+    bool m_named = false;   // the real-time thread carries the program's name
+    bool m_closing = false; // m_stream is being taken down
+    PcmFormat m_format;     // of m_stream
     std::optional<bool> m_audible;
     std::function<void(bool)> m_listener;
 

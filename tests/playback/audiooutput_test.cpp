@@ -97,6 +97,21 @@ TEST_P(ServerOutput, ThousandsOfStartsAndStopsAtRandomMomentsLeaveOneWorkingStre
     EXPECT_GT(output.heardPosition(), 0);
 }
 
+// A sound of another format is read from the new stream's first position on: the stream it
+// replaces, still playing while it goes, never reads it at its own.
+TEST_P(ServerOutput, ASoundOfAnotherFormatStartsWhereTheNewStreamStarts)
+{
+    FrameSource source;
+    std::unique_ptr<AudioOutput> output = makeOutput();
+    for (int round = 0; round < 150; ++round) {
+        const FrameSource::Ticket ticket = source.play(test::rampSound(200, 1), false);
+        ASSERT_TRUE(output->start(source, {round % 2 ? 22050 : 11025, 1}));
+        ASSERT_TRUE(
+            QTest::qWaitFor([&] { return source.progress(ticket).endPosition.has_value(); }));
+        ASSERT_EQ(*source.progress(ticket).endPosition, 200) << round;
+    }
+}
+
 // Whether the sound plays to its end on the output: heard up to the position behind it.
 bool heardToEnd(AudioOutput &output, const FrameSource &source, FrameSource::Ticket ticket)
 {

@@ -126,9 +126,9 @@ bool heardToEnd(AudioOutput &output, const FrameSource &source, FrameSource::Tic
 // After a quiet spell the stream pauses, and neither side works; the next sound wakes it.
 TEST_P(ServerOutput, QuietStreamPausesAndTheNextSoundWakesIt)
 {
+    FrameSource source; // outlives the output's thread, which reads it
     std::unique_ptr<AudioOutput> owned = makeOutput(100);
     AudioOutput &output = *owned;
-    FrameSource source;
     const auto corked = [&](bool yes) {
         return QTest::qWaitFor(
             [&] { return pactl("list sink-inputs").contains(yes ? "Corked: yes" : "Corked: no"); });
@@ -151,12 +151,12 @@ TEST_P(ServerOutput, QuietStreamPausesAndTheNextSoundWakesIt)
 TEST_P(ServerOutput, SoundComesBackAfterAStalledOrRestartedServer)
 {
     for (const bool kill : {false, true}) {
+        FrameSource source;
+        std::atomic<int> audible = -1;
         std::unique_ptr<AudioOutput> owned = makeOutput();
         AudioOutput &output = *owned;
-        std::atomic<int> audible = -1;
         output.setAudibleListener([&](bool yes) { audible = yes; });
         ASSERT_TRUE(QTest::qWaitFor([&] { return audible == 1; }));
-        FrameSource source;
         const auto pid = pid_t(m_server->serverPid());
         if (kill)
             m_server->kill();
@@ -187,9 +187,9 @@ TEST_P(ServerOutput, SoundComesBackAfterAStalledOrRestartedServer)
 TEST_P(ServerOutput, ALoopFollowsAChangedDefaultSink)
 {
     ASSERT_TRUE(m_server->loadNullSink("other", 11025, 1));
+    FrameSource source;
     std::unique_ptr<AudioOutput> owned = makeOutput();
     AudioOutput &output = *owned;
-    FrameSource source;
     source.play(test::rampSound(1000, 1), true);
     ASSERT_TRUE(output.start(source, {11025, 1}));
     ASSERT_TRUE(QTest::qWaitFor([&] { return output.heardPosition() > 2000; }));

@@ -22,6 +22,8 @@ FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, 
             start = m_endedAt;
         m_items.push_back({std::move(sound), loop, ticket, start});
     }
+    m_retired.clear();
+    m_retired.reserve(m_items.size());
     return ticket;
 }
 
@@ -29,6 +31,7 @@ void FrameSource::clear()
 {
     const std::lock_guard lock(m_mutex);
     m_items.clear();
+    m_retired.clear();
     m_endedTicket = 0;
     m_held = true;
 }
@@ -66,6 +69,13 @@ FrameSource::Progress FrameSource::progress(Ticket ticket) const
     return progress;
 }
 
+void FrameSource::retireFront()
+{
+    if (m_retired.size() < m_retired.capacity())
+        m_retired.push_back(std::move(m_items.front().sound));
+    m_items.pop_front();
+}
+
 bool FrameSource::read(qint16 *out, qint64 frames, int channels, qint64 position)
 {
     const std::lock_guard lock(m_mutex);
@@ -75,7 +85,7 @@ bool FrameSource::read(qint16 *out, qint64 frames, int channels, qint64 position
         Item &item = m_items.front();
         // Only a sound of the stream's own layout can be played; the engine never queues another.
         if (item.sound->format.channels != channels) {
-            m_items.pop_front();
+            retireFront();
             continue;
         }
         const qint64 at = position + done;
@@ -99,7 +109,7 @@ bool FrameSource::read(qint16 *out, qint64 frames, int channels, qint64 position
         if (!item.loop && offset + n >= length) { // read to its end: the next one follows
             m_endedTicket = item.ticket;
             m_endedAt = *item.start + length;
-            m_items.pop_front();
+            retireFront();
             if (!m_items.empty() && !m_items.front().start)
                 m_items.front().start = m_endedAt;
         }

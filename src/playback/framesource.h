@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace klangor {
 
@@ -46,6 +47,8 @@ public:
     bool read(qint16 *out, qint64 frames, int channels, qint64 position);
 
 private:
+    void retireFront();
+
     struct Item
     {
         std::shared_ptr<const PcmSound> sound;
@@ -56,6 +59,10 @@ private:
 
     mutable std::mutex m_mutex;
     std::deque<Item> m_items;
+    // Sounds read to their end, freed by the next enqueue or clear: a real-time reader must
+    // not free the samples of a long sound itself. Room for all queued is kept, so moving
+    // one here allocates nothing.
+    std::vector<std::shared_ptr<const PcmSound>> m_retired;
     Ticket m_nextTicket = 1;
     bool m_held = false;
     qint64 m_readTo = 0;      // just behind the last position read

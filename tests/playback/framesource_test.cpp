@@ -28,6 +28,24 @@ TEST(FrameSource, LoopsRepeatTheSamplesExactlyWithNothingBetween)
     }
 }
 
+// A sound read to its end, or dropped for its layout, is freed by the next enqueue: the reader
+// may be an output's real-time thread, which must not free a long sound's samples.
+TEST(FrameSource, TheReaderNeverFreesASound)
+{
+    FrameSource source;
+    auto mono = test::rampSound(10, 1);
+    auto stereo = test::rampSound(10, 1, 2);
+    const std::weak_ptr<const PcmSound> sounds[] = {mono, stereo};
+    source.enqueue(std::move(mono));
+    source.enqueue(std::move(stereo));
+    source.restart();
+    std::vector<qint16> out(20);
+    source.read(out.data(), 20, 1, 0);
+    EXPECT_FALSE(sounds[0].expired() || sounds[1].expired());
+    source.enqueue(nullptr);
+    EXPECT_TRUE(sounds[0].expired() && sounds[1].expired());
+}
+
 // An output rewrites stretches it wrote before: the same positions give the same frames, a
 // sound queued after the others ran out starts right behind them, and after a clear nothing
 // new starts before the output says where.

@@ -136,7 +136,8 @@ PipeWireOutput::PipeWireOutput(int idleMs, PcmFormat prepared)
 }
 
 // Looks through the server's objects for a sink, waiting a moment at most: a local server
-// lists them in a millisecond or two.
+// lists them in a millisecond or two, and the window's thread waits here at start-up, so a
+// stalled server costs it less than the 100 ms it may stand still.
 bool PipeWireOutput::hasSinkLocked()
 {
     SinkScan scan{m_loop};
@@ -156,7 +157,7 @@ bool PipeWireOutput::hasSinkLocked()
     scan.seq = pw_core_sync(m_core, PW_ID_CORE, 0);
 #pragma GCC diagnostic pop
     timespec until = {};
-    pw_thread_loop_get_time(m_loop, &until, 200 * 1000000LL);
+    pw_thread_loop_get_time(m_loop, &until, 80 * 1000000LL);
     while (!scan.listed && pw_thread_loop_timed_wait_full(m_loop, &until) == 0) {
     }
     spa_hook_remove(&scan.coreHook);

@@ -13,6 +13,8 @@ FrameSource::Ticket FrameSource::play(std::shared_ptr<const PcmSound> sound, boo
 
 FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, bool loop)
 {
+    // Freed once the lock is given back: the reader never waits while samples are freed.
+    std::vector<std::shared_ptr<const PcmSound>> retired;
     const std::lock_guard lock(m_mutex);
     const Ticket ticket = m_nextTicket++;
     // A sound without frames is over at once; looping it would spin forever.
@@ -22,16 +24,18 @@ FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, 
             start = m_endedAt;
         m_items.push_back({std::move(sound), loop, ticket, start});
     }
-    m_retired.clear();
+    retired.swap(m_retired);
     m_retired.reserve(m_items.size());
     return ticket;
 }
 
 void FrameSource::clear()
 {
+    std::deque<Item> dropped; // freed once the lock is given back
+    std::vector<std::shared_ptr<const PcmSound>> retired;
     const std::lock_guard lock(m_mutex);
-    m_items.clear();
-    m_retired.clear();
+    dropped.swap(m_items);
+    retired.swap(m_retired);
     m_endedTicket = 0;
     m_held = true;
 }

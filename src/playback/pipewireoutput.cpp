@@ -32,42 +32,24 @@ std::int64_t monotonicNs()
     return std::int64_t(now.tv_sec) * nsPerSecond + now.tv_nsec;
 }
 
-// What the server lists until it answers a sync: whether one of its objects is a sink.
-struct SinkScan
+// A node a sound can be heard from: a sink, but not auto_null, the stand-in PipeWire makes
+// where it has no output of its own.
+bool isSink(const char *type, const spa_dict *props)
 {
-    pw_thread_loop *loop;
-    int seq = 0;
-    bool listed = false;
-    bool sink = false;
-    spa_hook registryHook = {};
-    spa_hook coreHook = {};
-
-    static void found(void *data, uint32_t, uint32_t, const char *type, uint32_t,
-                      const spa_dict *props)
-    {
-        const char *kind = props ? spa_dict_lookup(props, PW_KEY_MEDIA_CLASS) : nullptr;
-        const char *name = props ? spa_dict_lookup(props, PW_KEY_NODE_NAME) : nullptr;
-        // auto_null is the stand-in PipeWire makes where it has no output of its own.
-        if (std::strcmp(type, PW_TYPE_INTERFACE_Node) == 0 && kind &&
-            std::strcmp(kind, "Audio/Sink") == 0 && !(name && std::strcmp(name, "auto_null") == 0))
-            static_cast<SinkScan *>(data)->sink = true;
-    }
-    static void done(void *data, uint32_t id, int seq)
-    {
-        auto *scan = static_cast<SinkScan *>(data);
-        if (id == PW_ID_CORE && seq == scan->seq) {
-            scan->listed = true;
-            pw_thread_loop_signal(scan->loop, false);
-        }
-    }
-};
+    const char *kind = props ? spa_dict_lookup(props, PW_KEY_MEDIA_CLASS) : nullptr;
+    const char *name = props ? spa_dict_lookup(props, PW_KEY_NODE_NAME) : nullptr;
+    return std::strcmp(type, PW_TYPE_INTERFACE_Node) == 0 && kind &&
+           std::strcmp(kind, "Audio/Sink") == 0 && !(name && std::strcmp(name, "auto_null") == 0);
+}
 
 } // namespace
 
 struct PipeWireOutput::Hooks
 {
     spa_hook core = {};
+    spa_hook registry = {};
     spa_hook stream = {};
+    pw_registry_events registryEvents = {};
     pw_core_events coreEvents = {};
     pw_stream_events streamEvents = {};
 };
@@ -82,6 +64,28 @@ PipeWireOutput::PipeWireOutput(int idleMs, PcmFormat prepared)
     m_hooks->coreEvents.error = [](void *self, uint32_t id, int, int res, const char *) {
         if (id == PW_ID_CORE && res == -EPIPE)
             static_cast<PipeWireOutput *>(self)->lostLocked();
+    };
+    m_hooks->coreEvents.done = [](void *data, uint32_t id, int seq) {
+        auto *self = static_cast<PipeWireOutput *>(data);
+        if (id == PW_ID_CORE && seq == self->m_listSeq) {
+            self->m_listed = true;
+            pw_thread_loop_signal(self->m_loop, false);
+            self->sinksChangedLocked();
+        }
+    };
+    m_hooks->registryEvents.version = PW_VERSION_REGISTRY_EVENTS;
+    m_hooks->registryEvents.global = [](void *data, uint32_t id, uint32_t, const char *type,
+                                        uint32_t, const spa_dict *props) {
+        if (!isSink(type, props))
+            return;
+        auto *self = static_cast<PipeWireOutput *>(data);
+        self->m_sinks.insert(id);
+        self->sinksChangedLocked();
+    };
+    m_hooks->registryEvents.global_remove = [](void *data, uint32_t id) {
+        auto *self = static_cast<PipeWireOutput *>(data);
+        if (self->m_sinks.erase(id) > 0)
+            self->sinksChangedLocked();
     };
     m_hooks->streamEvents.version = PW_VERSION_STREAM_EVENTS;
     m_hooks->streamEvents.state_changed = [](void *self, pw_stream_state, pw_stream_state state,
@@ -110,10 +114,7 @@ PipeWireOutput::PipeWireOutput(int idleMs, PcmFormat prepared)
             auto *self = static_cast<PipeWireOutput *>(data);
             if (self->m_lost || !self->m_core) {
                 self->closeStreamLocked();
-                if (self->m_core) {
-                    spa_hook_remove(&self->m_hooks->core);
-                    pw_core_disconnect(std::exchange(self->m_core, nullptr));
-                }
+                self->disconnectLocked();
                 self->connectLocked();
             } else if (!self->m_ready) {
                 self->closeStreamLocked();
@@ -140,30 +141,36 @@ PipeWireOutput::PipeWireOutput(int idleMs, PcmFormat prepared)
 // stalled server costs it less than the 100 ms it may stand still.
 bool PipeWireOutput::hasSinkLocked()
 {
-    SinkScan scan{m_loop};
-    static const pw_registry_events registryEvents = {.version = PW_VERSION_REGISTRY_EVENTS,
-                                                      .global = &SinkScan::found,
-                                                      .global_remove = nullptr};
-    pw_core_events coreEvents = {};
-    coreEvents.version = PW_VERSION_CORE_EVENTS;
-    coreEvents.done = &SinkScan::done;
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wold-style-cast" // in PipeWire's macros
-    pw_registry *registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
-    if (!registry)
-        return false;
-    pw_registry_add_listener(registry, &scan.registryHook, &registryEvents, &scan);
-    pw_core_add_listener(m_core, &scan.coreHook, &coreEvents, &scan);
-    scan.seq = pw_core_sync(m_core, PW_ID_CORE, 0);
-#pragma GCC diagnostic pop
     timespec until = {};
     pw_thread_loop_get_time(m_loop, &until, 80 * 1000000LL);
-    while (!scan.listed && pw_thread_loop_timed_wait_full(m_loop, &until) == 0) {
+    while (!m_listed && pw_thread_loop_timed_wait_full(m_loop, &until) == 0) {
     }
-    spa_hook_remove(&scan.coreHook);
-    spa_hook_remove(&scan.registryHook);
-    pw_proxy_destroy(reinterpret_cast<pw_proxy *>(registry));
-    return scan.listed && scan.sink;
+    return m_listed && !m_sinks.empty();
+}
+
+// Without a sink nothing is heard, though the stream plays on (to PipeWire's stand-in).
+void PipeWireOutput::sinksChangedLocked()
+{
+    if (!m_listed)
+        return;
+    if (m_sinks.empty())
+        setAudibleLocked(false);
+    else if (m_ready)
+        setAudibleLocked(true);
+}
+
+void PipeWireOutput::disconnectLocked()
+{
+    if (!m_core)
+        return;
+    if (m_registry) {
+        spa_hook_remove(&m_hooks->registry);
+        pw_proxy_destroy(reinterpret_cast<pw_proxy *>(std::exchange(m_registry, nullptr)));
+    }
+    spa_hook_remove(&m_hooks->core);
+    pw_core_disconnect(std::exchange(m_core, nullptr));
+    m_sinks.clear();
+    m_listed = false;
 }
 
 PipeWireOutput::~PipeWireOutput()
@@ -173,10 +180,7 @@ PipeWireOutput::~PipeWireOutput()
     pw_thread_loop_lock(m_loop);
     m_listener = nullptr;
     closeStreamLocked();
-    if (m_core) {
-        spa_hook_remove(&m_hooks->core);
-        pw_core_disconnect(m_core);
-    }
+    disconnectLocked();
     pw_loop *loop = pw_thread_loop_get_loop(m_loop);
     pw_loop_destroy_source(loop, m_retry);
     pw_loop_destroy_source(loop, m_answer);
@@ -242,6 +246,11 @@ bool PipeWireOutput::connectLocked()
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wold-style-cast" // in PipeWire's macro
     pw_core_add_listener(m_core, &m_hooks->core, &m_hooks->coreEvents, this);
+    // The sinks, followed for as long as the connection lasts.
+    m_registry = pw_core_get_registry(m_core, PW_VERSION_REGISTRY, 0);
+    if (m_registry)
+        pw_registry_add_listener(m_registry, &m_hooks->registry, &m_hooks->registryEvents, this);
+    m_listSeq = pw_core_sync(m_core, PW_ID_CORE, 0);
 #pragma GCC diagnostic pop
     openStreamLocked();
     return true;
@@ -348,7 +357,7 @@ void PipeWireOutput::streamChanged(int state)
                     return pthread_setname_np(pthread_self(), "klangor-sound");
                 },
                 0, nullptr, 0, false, nullptr);
-        setAudibleLocked(true);
+        setAudibleLocked(!m_listed || !m_sinks.empty());
     } else if (state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED) {
         // Its sink went away, or the server took it back: another is opened.
         m_ready = false;

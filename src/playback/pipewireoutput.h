@@ -6,9 +6,11 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 
 struct pw_context;
 struct pw_core;
+struct pw_registry;
 struct pw_stream;
 struct pw_thread_loop;
 struct spa_source;
@@ -48,6 +50,8 @@ public:
 private:
     bool connectLocked();
     bool hasSinkLocked();
+    void sinksChangedLocked();
+    void disconnectLocked();
     void lostLocked();
     void openStreamLocked();
     void closeStreamLocked();
@@ -65,6 +69,10 @@ private:
     pw_context *m_context = nullptr;
     pw_core *m_core = nullptr;
     pw_stream *m_stream = nullptr;
+    pw_registry *m_registry = nullptr;
+    std::set<std::uint32_t> m_sinks; // the server's sinks, by id
+    bool m_listed = false;           // m_sinks holds all the server had when it was asked
+    int m_listSeq = 0;
     std::unique_ptr<Hooks> m_hooks;
     spa_source *m_retry = nullptr;
     spa_source *m_answer = nullptr;

@@ -55,6 +55,10 @@ constexpr std::size_t window = 64;
 constexpr double groupEndLimitMs = 10.0;
 constexpr double idleLimitPercent = 1.0;
 constexpr int clicks = 20;
+// Clicks after the output has paused for lack of sound, as after a quiet spell of the user's;
+// the output pauses after 3 s.
+constexpr int wakeClicks = 4;
+constexpr int pausedMs = 3600;
 constexpr std::size_t minSeams = 5;
 // A sink whose next block comes this much later than its last one ran out had stopped.
 constexpr double restartGapUs = 100000.0;
@@ -643,6 +647,26 @@ void analyseClicks(const Recording &rec, const std::vector<Round> &rounds, doubl
     reportLatency("StopSound to silence", toSilence, missingStop, limitMs, summary);
 }
 
+// Each click against the recording: the first frame of its sound heard after it.
+void analyseWakes(const Recording &rec, const std::vector<double> &wakes, double phaseEnd,
+                  double limitMs, Summary &summary)
+{
+    std::vector<double> values;
+    int missing = 0;
+    for (std::size_t w = 0; w < wakes.size(); ++w) {
+        const std::size_t bound = rec.frameAt(w + 1 < wakes.size() ? wakes[w + 1] : phaseEnd);
+        std::optional<double> heard;
+        for (std::size_t i = rec.frameAt(wakes[w]); i < bound && !heard; ++i)
+            if (rec.x[i] >= quiet)
+                heard = rec.heardAtUs(i);
+        if (heard)
+            values.push_back((*heard - wakes[w]) / 1000.0);
+        else
+            ++missing;
+    }
+    reportLatency("click to sound, after a pause", values, missing, limitMs, summary);
+}
+
 // Stands for the window: takes the user's input once the service lets it through.
 class InputReceiver final : public QWindow
 {
@@ -793,6 +817,7 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
     const bool native = threadNamed("klangor-pw") != 0;
 
     std::vector<Round> rounds;
+    std::vector<double> wakes;
     std::vector<std::pair<double, double>> groupsPlayed; // start, input taken
     double groupStart = 0, groupReturned = 0, inputTaken = 0, loopStart = 0, loopEnd = 0;
     const double clicksStart = nowUs();
@@ -821,6 +846,11 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
             round.startB = click(wait(random), [&] { service->PlaySoundLoop(sounds.otherPath); });
             round.stop = click(wait(random), [&] { service->StopSound(); });
             rounds.push_back(round);
+        }
+        for (int w = 0; w < wakeClicks; ++w) {
+            wakes.push_back(click(pausedMs, [&] { service->PlaySoundLoop(sounds.loopPath); }));
+            runEventLoop(300);
+            service->StopSound();
         }
         runEventLoop(400);
         // The group, and a key pressed while it plays: the window waits as it does for its
@@ -891,7 +921,11 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
         std::printf("\n(a) %d rounds of clicks at random moments (seed %u), the first a second "
                     "after the start, against the sink's clock\n",
                     clicks, seed);
-        analyseClicks(rec, rounds, groupStart, plan.latencyLimitMs, summary);
+        analyseClicks(rec, rounds, wakes.empty() ? groupStart : wakes.front(),
+                      plan.latencyLimitMs, summary);
+        std::printf("\n(a2) %zu clicks after %.1f s of silence, when the output has paused\n",
+                    wakes.size(), pausedMs / 1000.0);
+        analyseWakes(rec, wakes, groupStart, plan.latencyLimitMs, summary);
 
         std::printf("\n(b) group of %zu sounds played with PlaySoundWait back to back\n",
                     sounds.group.size());
@@ -1072,8 +1106,8 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     const int longMs = qEnvironmentVariableIntValue("KLANGOR_BENCH_SECONDS") > 0
                            ? 1000 * qEnvironmentVariableIntValue("KLANGOR_BENCH_SECONDS")
                            : 60000;
-    // The click client plays for about 25 s plus the loop; idle starts after all are done.
-    const double idleAt = nowUs() + 1e3 * (longMs + 36000);
+    // The click client plays for about 40 s plus the loop; idle starts after all are done.
+    const double idleAt = nowUs() + 1e3 * (longMs + 52000);
     std::vector<std::unique_ptr<QProcess>> clients;
     for (std::size_t k = 0; k < std::size(sinks); ++k) {
         const Sink &sink = sinks[k];

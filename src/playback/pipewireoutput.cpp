@@ -290,9 +290,10 @@ void PipeWireOutput::openStreamLocked()
         m_channels = channels;
         m_rate = m_format.sampleRate;
         m_handed = 0;
-        // Opened for no sound, it plays one cycle and pauses: PipeWire sets up the way to the
-        // sink when a stream first plays, which would hold up the first sound by milliseconds.
-        m_silent = m_wanted ? 0 : qint64(m_idleMs) * m_rate / 1000 + 1;
+        // Opened for no sound, it plays silence until it pauses, as after any sound. A paused
+        // stream is woken through the server's main loop, and its sink with it: the first
+        // click woke four streams at once in the playback benchmark and was heard 7-45 ms late.
+        m_silent = 0;
         m_anchorNs = -1;
     }
     pw_stream_add_listener(m_stream, &m_hooks->stream, &m_hooks->streamEvents, this);
@@ -442,7 +443,6 @@ bool PipeWireOutput::start(FrameSource &source, const PcmFormat &format, qint64)
     if (!m_loop)
         return false;
     pw_thread_loop_lock(m_loop);
-    m_wanted = true;
     const bool kept = m_stream && m_format == format;
     // A stream of the old format would read the new sounds in its own layout and pin them to
     // its own positions: it goes before they are let start.

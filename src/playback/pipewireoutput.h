@@ -27,8 +27,8 @@ class PipeWireOutput final : public AudioOutput
 {
 public:
     // Connects to the server at once (a local socket, which answers or refuses at once) and
-    // opens a stream of the prepared format, which plays one cycle and pauses: the first sound
-    // then starts as quickly as any other.
+    // opens a stream of the prepared format, which plays silence until it pauses: a click
+    // soon after the start then finds it playing, as any other click does.
     explicit PipeWireOutput(int idleMs = 3000, PcmFormat prepared = {});
     ~PipeWireOutput() override;
     PipeWireOutput(const PipeWireOutput &) = delete;
@@ -79,7 +79,6 @@ private:
     bool m_playsSound = false;
     bool m_lost = false;   // the connection broke: it is made anew
     bool m_ready = false;  // m_stream is known to the server
-    bool m_wanted = false; // a sound was asked for: a stream opens active, not paused
     bool m_active = false;
     bool m_named = false;   // the real-time thread carries the program's name
     bool m_closing = false; // m_stream is being taken down

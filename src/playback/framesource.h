@@ -1,10 +1,10 @@
 #pragma once
 
 #include "playback/pcmsound.h"
+#include "playback/priorityinheritingmutex.h"
 
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -57,7 +57,8 @@ private:
         std::optional<qint64> start; // stream position of its first frame, once known
     };
 
-    mutable std::mutex m_mutex;
+    // The output's real-time thread waits for it while the window's thread holds it.
+    mutable PriorityInheritingMutex m_mutex;
     std::deque<Item> m_items;
     // Sounds read to their end, freed by the next enqueue or clear: a real-time reader must
     // not free the samples of a long sound itself. Room for all queued is kept, so moving

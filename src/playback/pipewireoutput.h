@@ -1,6 +1,7 @@
 #pragma once
 
 #include "playback/audiooutput.h"
+#include "playback/priorityinheritingmutex.h"
 
 #include <cstdint>
 #include <memory>
@@ -87,7 +88,7 @@ private:
     std::function<void(bool)> m_listener;
 
     // Shared with the thread that fills the stream; held for moments only.
-    std::mutex m_data;
+    PriorityInheritingMutex m_data;
     FrameSource *m_source = nullptr;
     int m_channels = 1;
     int m_rate = 11025;

@@ -87,17 +87,25 @@ void PlaybackEngine::advanceGroup()
     if (!m_inGroup)
         return;
     const qint64 leadFrames = leadMs * m_format.sampleRate / 1000;
+    // Whether the output can still place a sound at the position.
+    const auto joinable = [this](qint64 at) {
+        return at >= m_output->replaceablePosition() + joinSpareMs * m_format.sampleRate / 1000;
+    };
     while (!m_waiting.empty()) {
         std::shared_ptr<const PcmSound> &next = m_waiting.front();
         const FrameSource::Progress last = m_source.progress(m_lastInGroup);
         if (m_lastInGroup != 0 && next->format == m_format &&
-            (!last.endPosition ||
-             *last.endPosition >=
-                 m_output->replaceablePosition() + joinSpareMs * m_format.sampleRate / 1000)) {
-            m_lastInGroup = m_source.enqueue(next);
-            // Read to its end already: the stream has silence queued there, written over now.
-            if (last.endPosition)
-                m_refused = !m_output->start(m_source, m_format, *last.endPosition);
+            (!last.endPosition || joinable(*last.endPosition))) {
+            const FrameSource::Ticket previous =
+                std::exchange(m_lastInGroup, m_source.enqueue(next));
+            // Read to its end already, or since it was looked at: the stream has silence there,
+            // written over now, or the next sound starts afresh where that is out of reach.
+            const std::optional<qint64> end =
+                last.endPosition ? last.endPosition : m_source.progress(previous).endPosition;
+            if (end && joinable(*end))
+                m_refused = !m_output->start(m_source, m_format, *end);
+            else if (end)
+                m_lastInGroup = start(next, false);
         } else if (m_lastInGroup != 0 && m_source.progress(m_lastInGroup).framesLeft > leadFrames) {
             wakeAfter(m_source.progress(m_lastInGroup).framesLeft - leadFrames);
             return;

@@ -137,12 +137,12 @@ PipeWireOutput::PipeWireOutput(int idleMs, PcmFormat prepared)
 }
 
 // Looks through the server's objects for a sink, waiting a moment at most: a local server
-// lists them in a millisecond or two, and the window's thread waits here at start-up, so a
-// stalled server costs it less than the 100 ms it may stand still.
+// lists them in a millisecond or two, and the window's thread waits here at start-up. A server
+// that takes longer is left to libpulse, which PipeWire's PulseAudio server answers as well.
 bool PipeWireOutput::hasSinkLocked()
 {
     timespec until = {};
-    pw_thread_loop_get_time(m_loop, &until, 80 * 1000000LL);
+    pw_thread_loop_get_time(m_loop, &until, 40 * 1000000LL);
     while (!m_listed && pw_thread_loop_timed_wait_full(m_loop, &until) == 0) {
     }
     return m_listed && !m_sinks.empty();

@@ -913,8 +913,8 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
         std::printf("\n(a) %d rounds of clicks at random moments (seed %u), the first a second "
                     "after the start, against the sink's clock\n",
                     clicks, seed);
-        analyseClicks(rec, rounds, wakes.empty() ? groupStart : wakes.front(),
-                      plan.latencyLimitMs, summary);
+        analyseClicks(rec, rounds, wakes.empty() ? groupStart : wakes.front(), plan.latencyLimitMs,
+                      summary);
         std::printf("\n(a2) %zu clicks after %.1f s of silence, when the output has paused\n",
                     wakes.size(), pausedMs / 1000.0);
         analyseWakes(rec, wakes, groupStart, plan.latencyLimitMs, summary);

@@ -78,8 +78,8 @@ private:
     spa_source *m_retry = nullptr;
     spa_source *m_answer = nullptr;
     bool m_playsSound = false;
-    bool m_lost = false;   // the connection broke: it is made anew
-    bool m_ready = false;  // m_stream is known to the server
+    bool m_lost = false;  // the connection broke: it is made anew
+    bool m_ready = false; // m_stream is known to the server
     bool m_active = false;
     bool m_named = false;   // the real-time thread carries the program's name
     bool m_closing = false; // m_stream is being taken down

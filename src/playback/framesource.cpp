@@ -12,8 +12,11 @@ FrameSource::Ticket FrameSource::play(std::shared_ptr<const PcmSound> sound, boo
     return enqueue(std::move(sound), loop);
 }
 
-FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, bool loop)
+FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, bool loop,
+                                         std::optional<qint64> *behind)
 {
+    if (behind)
+        behind->reset();
     // Freed once the lock is given back: the reader never waits while samples are freed.
     std::vector<std::shared_ptr<const PcmSound>> retired;
     const std::lock_guard lock(m_mutex);
@@ -23,6 +26,8 @@ FrameSource::Ticket FrameSource::enqueue(std::shared_ptr<const PcmSound> sound, 
         std::optional<qint64> start;
         if (m_items.empty() && m_endedTicket != 0)
             start = m_endedAt;
+        if (behind)
+            *behind = start;
         m_items.push_back({std::move(sound), loop, ticket, start});
     }
     retired.swap(m_retired);

@@ -30,8 +30,10 @@ public:
     // Drops everything queued and queues the sound.
     Ticket play(std::shared_ptr<const PcmSound> sound, bool loop);
     // Queues the sound behind the others; nothing behind a loop is ever reached. Queued when
-    // all others were read to their end, it starts right behind the last of them.
-    Ticket enqueue(std::shared_ptr<const PcmSound> sound, bool loop = false);
+    // all others were read to their end, it starts right behind the last of them, and `behind`
+    // (when given) gets that position; otherwise it is left empty.
+    Ticket enqueue(std::shared_ptr<const PcmSound> sound, bool loop = false,
+                   std::optional<qint64> *behind = nullptr);
     // Drops everything queued. What is queued next waits in silence for restart(): the
     // output decides where in its stream the new sounds begin.
     void clear();

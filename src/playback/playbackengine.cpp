@@ -96,12 +96,11 @@ void PlaybackEngine::advanceGroup()
         const FrameSource::Progress last = m_source.progress(m_lastInGroup);
         if (m_lastInGroup != 0 && next->format == m_format &&
             (!last.endPosition || joinable(*last.endPosition))) {
-            const FrameSource::Ticket previous =
-                std::exchange(m_lastInGroup, m_source.enqueue(next));
-            // Read to its end already, or since it was looked at: the stream has silence there,
-            // written over now, or the next sound starts afresh where that is out of reach.
-            const std::optional<qint64> end =
-                last.endPosition ? last.endPosition : m_source.progress(previous).endPosition;
+            // Queued behind a sound read to its end, known before or only now: the stream has
+            // silence there, written over now, or the sound starts afresh where that is out of
+            // reach. Only the queue knows which: the reader may end the last sound at any moment.
+            std::optional<qint64> end;
+            m_lastInGroup = m_source.enqueue(next, false, &end);
             if (end && joinable(*end))
                 m_refused = !m_output->start(m_source, m_format, *end);
             else if (end)

@@ -55,14 +55,17 @@ TEST(FrameSource, ReadingAStretchAgainGivesTheSameFrames)
     const auto a = test::rampSound(100, 1000);
     const auto b = test::rampSound(50, 3000);
     source.enqueue(a);
-    const FrameSource::Ticket tb = source.enqueue(b);
+    std::optional<qint64> behind = 0;
+    const FrameSource::Ticket tb = source.enqueue(b, false, &behind);
+    EXPECT_EQ(behind, std::nullopt); // a is not read yet
     std::vector<qint16> first(300);
     for (qint64 at = 0; at < 300; at += 7)
         source.read(&first[std::size_t(at)], std::min<qint64>(7, 300 - at), 1, at);
     ASSERT_EQ(source.progress(tb).endPosition, 150);
     EXPECT_TRUE(std::equal(a->samples.begin(), a->samples.end(), first.begin()));
     const auto c = test::rampSound(40, 6000);
-    source.enqueue(c, true); // joins b, though 150 frames behind it were written already
+    source.enqueue(c, true, &behind); // joins b, though 150 frames behind it were written already
+    EXPECT_EQ(behind, 150);
     std::vector<qint16> again(150);
     source.read(again.data(), 150, 1, 150);
     for (std::size_t i = 0; i < 150; ++i)

@@ -174,7 +174,7 @@ TEST_P(ServerOutput, SoundComesBackAfterAStalledOrRestartedServer)
             QElapsedTimer starting;
             starting.start();
             EXPECT_FALSE(PipeWireOutput().playsSound());
-            EXPECT_LT(starting.elapsed(), 50);
+            EXPECT_LT(starting.elapsed(), 1000); // its 40 ms, not until the server goes on
         }
         // 48000 Hz stereo needs a stream of its own, which the server does not open now.
         const FrameSource::Ticket ticket = source.play(test::rampSound(4000, 1, 2), false);

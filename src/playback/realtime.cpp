@@ -53,6 +53,8 @@ bool askRealtimeKit(pid_t thread, int priority)
             return false;
     }
     const char *address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS");
+    // libdbus connects a local socket blocking: a bus that stopped accepting, its backlog full,
+    // holds this thread without end. Nobody waits for it, so that costs the thread only.
     DBusConnection *bus = dbus_connection_open_private(
         address ? address : "unix:path=/var/run/dbus/system_bus_socket", nullptr);
     if (!bus)

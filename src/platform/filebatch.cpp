@@ -79,17 +79,19 @@ int writeNew(const QString &path, const QByteArray &data)
 }
 
 // Puts what lies in from (a batch's "new" folder) into folder, over what is there unless
-// keepExisting.
-void moveAllInto(const QString &from, const QString &folder, bool keepExisting)
+// keepExisting. False when a file could not be moved in.
+bool moveAllInto(const QString &from, const QString &folder, bool keepExisting)
 {
     const QDir source(from);
     struct stat st;
+    bool moved = true;
     for (const QString &name : source.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
         const QString target = QDir(folder).filePath(name);
         if (!keepExisting || ::lstat(nativePath(target).constData(), &st) != 0)
-            moveEntry(source.filePath(name), target);
+            moved = moveEntry(source.filePath(name), target) && moved;
     }
     syncFolder(folder);
+    return moved;
 }
 
 } // namespace
@@ -207,13 +209,15 @@ Status FileBatch::commit()
             rollBack(i, hadOld);
             return cannotWrite(target + name, EEXIST);
         }
-        if ((hadOld.back() &&
-             !moveEntry(target + name, m_staging + QStringLiteral("/old/") + name)) ||
-            !moveEntry(m_staging + QStringLiteral("/new/") + name, target + name)) {
+        const bool oldStayed =
+            hadOld.back() && !moveEntry(target + name, m_staging + QStringLiteral("/old/") + name);
+        if (oldStayed || !moveEntry(m_staging + QStringLiteral("/new/") + name, target + name)) {
             const int error = errno;
-            if (hadOld.back())
+            // Back in its place, unless it never left.
+            const bool restored =
+                !hadOld.back() || oldStayed ||
                 moveEntry(m_staging + QStringLiteral("/old/") + name, target + name);
-            rollBack(i, hadOld);
+            rollBack(i, hadOld, restored);
             return cannotWrite(target + name, error);
         }
     }
@@ -222,7 +226,7 @@ Status FileBatch::commit()
     return {};
 }
 
-void FileBatch::rollBack(qsizetype count, const std::vector<bool> &hadOld)
+void FileBatch::rollBack(qsizetype count, const std::vector<bool> &hadOld, bool restored)
 {
     // The reverse of the commit, file by file: a kill meanwhile leaves every new file either
     // in place or back in the batch, which the next write then completes.
@@ -231,9 +235,20 @@ void FileBatch::rollBack(qsizetype count, const std::vector<bool> &hadOld)
         const QString &name = m_names.at(back);
         moveEntry(target + name, m_staging + QStringLiteral("/new/") + name);
         if (hadOld[static_cast<std::size_t>(back)])
-            moveEntry(m_staging + QStringLiteral("/old/") + name, target + name);
+            restored =
+                moveEntry(m_staging + QStringLiteral("/old/") + name, target + name) && restored;
     }
     syncFolder(m_folder);
+    if (!restored) {
+        // An old file that could not be put back is never thrown away: the batch stays to be
+        // completed by the next write, which puts the new files in their places.
+        m_files.clear();
+        m_staging.clear();
+        m_names.clear();
+        if (m_lock >= 0)
+            ::close(std::exchange(m_lock, -1));
+        return;
+    }
     // No longer to be completed: the batch is only thrown away.
     const QString abandoned = QDir(m_folder).filePath(kStagingPrefix + randomSuffix());
     if (moveEntry(m_staging, abandoned))
@@ -285,8 +300,11 @@ void recoverInterruptedWrites(const QString &folder)
         }
         // Only the batch's own folder is emptied: a link in its place may lead anywhere.
         const bool keep = name.startsWith(kKeepPrefix);
-        if ((keep || name.startsWith(kCommitPrefix)) && isDirectory(path + QStringLiteral("/new")))
-            moveAllInto(path + QStringLiteral("/new"), folder, keep);
+        // A batch that could not be completed keeps the old files it holds, for the next try.
+        if ((keep || name.startsWith(kCommitPrefix)) &&
+            isDirectory(path + QStringLiteral("/new")) &&
+            !moveAllInto(path + QStringLiteral("/new"), folder, keep))
+            continue;
         removeTree(path);
     }
 }

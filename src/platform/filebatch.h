@@ -35,7 +35,8 @@ public:
 private:
     void discard();
     // Moves the first count files back where they were after a failed commit.
-    void rollBack(qsizetype count, const std::vector<bool> &hadOld);
+    // restored: whether the old file of the failed step is back in its place.
+    void rollBack(qsizetype count, const std::vector<bool> &hadOld, bool restored = true);
 
     QString m_folder;
     bool m_keepExisting;

@@ -238,6 +238,13 @@ TEST_F(ReliabilityTest, ACommitThatFailsHalfWayLeavesEverythingAsItWas)
     EXPECT_EQ(readFile(program("5.wav")), "alt");
     EXPECT_EQ(readFile(program("20.wav")), "neu");
     EXPECT_FALSE(leftovers(m_program));
+    // One whose new file cannot be moved in keeps the old file it had moved aside.
+    const QString stuck = program(SafeFilePrefix + "commit-1");
+    ASSERT_TRUE(QDir().mkpath(stuck + "/new") && QDir().mkpath(stuck + "/old"));
+    ASSERT_TRUE(writeFile(stuck + "/new/cvlist.dat", "neu") &&
+                writeFile(stuck + "/old/cvlist.dat", "alt"));
+    recoverInterruptedWrites(m_program);
+    EXPECT_EQ(readFile(stuck + "/old/cvlist.dat"), "alt");
 }
 
 // A writer holds its folder from making its temporary until it has locked it.

@@ -24,6 +24,8 @@ const QString kStagingPrefix = SafeFilePrefix + QStringLiteral("staging-");
 const QString kCommitPrefix = SafeFilePrefix + QStringLiteral("commit-");
 // A committing batch that keeps existing files: completed, it still replaces none.
 const QString kKeepPrefix = SafeFilePrefix + QStringLiteral("keep-");
+// A failed batch whose old files the next write puts back, as the failure said nothing changed.
+const QString kUndoPrefix = SafeFilePrefix + QStringLiteral("undo-");
 
 // An entry other than a folder (a file, a link, ...) lies at path; a link is not followed.
 bool holdsNonFolder(const QString &path)
@@ -78,7 +80,7 @@ int writeNew(const QString &path, const QByteArray &data)
     return -1;
 }
 
-// Puts what lies in from (a batch's "new" folder) into folder, over what is there unless
+// Puts what lies in from (a batch's "new" or "old" folder) into folder, over what is there unless
 // keepExisting. False when a file could not be moved in.
 bool moveAllInto(const QString &from, const QString &folder, bool keepExisting)
 {
@@ -240,8 +242,10 @@ void FileBatch::rollBack(qsizetype count, const std::vector<bool> &hadOld, bool 
     }
     syncFolder(m_folder);
     if (!restored) {
-        // An old file that could not be put back is never thrown away: the batch stays to be
-        // completed by the next write, which puts the new files in their places.
+        // An old file that could not be put back is never thrown away: the batch stays for the
+        // next write to put it back (or, if even this rename fails, to complete the batch).
+        moveEntry(m_staging, QDir(m_folder).filePath(kUndoPrefix + randomSuffix()));
+        syncFolder(m_folder);
         m_files.clear();
         m_staging.clear();
         m_names.clear();
@@ -259,9 +263,9 @@ void FileBatch::rollBack(qsizetype count, const std::vector<bool> &hadOld, bool 
 bool isInterruptedWriteName(const QString &name)
 {
     // Only the names the writers make; a user's own ".klangor-notes.txt" is no leftover.
-    static const QRegularExpression ours(
-        QRegularExpression::anchoredPattern(QRegularExpression::escape(SafeFilePrefix) +
-                                            QStringLiteral("(tmp|staging|commit|keep)-[0-9a-z]+")));
+    static const QRegularExpression ours(QRegularExpression::anchoredPattern(
+        QRegularExpression::escape(SafeFilePrefix) +
+        QStringLiteral("(tmp|staging|commit|keep|undo)-[0-9a-z]+")));
     return ours.match(name).hasMatch();
 }
 
@@ -300,10 +304,12 @@ void recoverInterruptedWrites(const QString &folder)
         }
         // Only the batch's own folder is emptied: a link in its place may lead anywhere.
         const bool keep = name.startsWith(kKeepPrefix);
-        // A batch that could not be completed keeps the old files it holds, for the next try.
-        if ((keep || name.startsWith(kCommitPrefix)) &&
-            isDirectory(path + QStringLiteral("/new")) &&
-            !moveAllInto(path + QStringLiteral("/new"), folder, keep))
+        // A batch that could not be completed keeps the old files it holds, for the next try;
+        // an undone one puts back its old files where nothing new has taken their place.
+        const bool undo = name.startsWith(kUndoPrefix);
+        const QString from = path + (undo ? QStringLiteral("/old") : QStringLiteral("/new"));
+        if ((keep || undo || name.startsWith(kCommitPrefix)) && isDirectory(from) &&
+            !moveAllInto(from, folder, keep || undo))
             continue;
         removeTree(path);
     }

@@ -62,8 +62,9 @@ private:
 };
 
 // Clears what an interrupted run left in folder: temporaries and unfinished staging folders
-// go, a batch whose commit had begun is completed. What another running writer holds is left
-// alone, and so is every name the writers do not make. Every write into a folder calls it.
+// go, a batch whose commit had begun is completed, one whose commit failed but could not put
+// back all old files gets them back. What another running writer holds is left alone, and so
+// is every name the writers do not make. Every write into a folder calls it.
 void recoverInterruptedWrites(const QString &folder);
 // A name the writers give their temporaries and staging folders.
 bool isInterruptedWriteName(const QString &name);

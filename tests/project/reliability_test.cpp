@@ -243,8 +243,16 @@ TEST_F(ReliabilityTest, ACommitThatFailsHalfWayLeavesEverythingAsItWas)
     ASSERT_TRUE(QDir().mkpath(stuck + "/new") && QDir().mkpath(stuck + "/old"));
     ASSERT_TRUE(writeFile(stuck + "/new/cvlist.dat", "neu") &&
                 writeFile(stuck + "/old/cvlist.dat", "alt"));
+    // One that failed and could not put an old file back gets it back, over nothing newer.
+    const QString undo = program(SafeFilePrefix + "undo-1");
+    ASSERT_TRUE(QDir().mkpath(undo + "/new") && QDir().mkpath(undo + "/old"));
+    ASSERT_TRUE(writeFile(undo + "/new/30.wav", "neu") && writeFile(undo + "/old/30.wav", "alt") &&
+                writeFile(undo + "/new/20.wav", "neuer") && writeFile(undo + "/old/20.wav", "alt"));
     recoverInterruptedWrites(m_program);
     EXPECT_EQ(readFile(stuck + "/old/cvlist.dat"), "alt");
+    EXPECT_EQ(readFile(program("30.wav")), "alt");
+    EXPECT_EQ(readFile(program("20.wav")), "neu");
+    EXPECT_FALSE(QFileInfo::exists(undo));
 }
 
 // A writer holds its folder from making its temporary until it has locked it.

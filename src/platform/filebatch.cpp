@@ -39,6 +39,26 @@ bool moveEntry(const QString &from, const QString &to)
     return ::rename(nativePath(from).constData(), nativePath(to).constData()) == 0;
 }
 
+// Like moveEntry, but never over an entry at to (false with EEXIST); where the file system
+// cannot refuse that itself, a look first leaves only a short race.
+bool moveEntryBesides(const QString &from, const QString &to)
+{
+    const QByteArray source = nativePath(from);
+    const QByteArray target = nativePath(to);
+    const int done =
+        ::renameat2(AT_FDCWD, source.constData(), AT_FDCWD, target.constData(), RENAME_NOREPLACE);
+    if (done == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS && errno != EOPNOTSUPP)
+        return false;
+    struct stat st;
+    if (::lstat(target.constData(), &st) == 0) {
+        errno = EEXIST;
+        return false;
+    }
+    return ::rename(source.constData(), target.constData()) == 0;
+}
+
 // Freeing the blocks of a file takes a few milliseconds on some file systems right after a
 // flush; side by side, a folder of old sounds goes in a fraction of the time.
 void removeTree(const QString &path)
@@ -85,11 +105,12 @@ int writeNew(const QString &path, const QByteArray &data)
 bool moveAllInto(const QString &from, const QString &folder, bool keepExisting)
 {
     const QDir source(from);
-    struct stat st;
     bool moved = true;
     for (const QString &name : source.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
         const QString target = QDir(folder).filePath(name);
-        if (!keepExisting || ::lstat(nativePath(target).constData(), &st) != 0)
+        if (keepExisting)
+            moved = (moveEntryBesides(source.filePath(name), target) || errno == EEXIST) && moved;
+        else
             moved = moveEntry(source.filePath(name), target) && moved;
     }
     syncFolder(folder);
@@ -213,7 +234,10 @@ Status FileBatch::commit()
         }
         const bool oldStayed =
             hadOld.back() && !moveEntry(target + name, m_staging + QStringLiteral("/old/") + name);
-        if (oldStayed || !moveEntry(m_staging + QStringLiteral("/new/") + name, target + name)) {
+        const QString staged = m_staging + QStringLiteral("/new/") + name;
+        // A keeping batch also spares a file that appeared since the look above.
+        if (oldStayed || !(m_keepExisting ? moveEntryBesides(staged, target + name)
+                                          : moveEntry(staged, target + name))) {
             const int error = errno;
             // Back in its place, unless it never left.
             const bool restored =

@@ -101,14 +101,15 @@ int writeNew(const QString &path, const QByteArray &data)
 }
 
 // Puts what lies in from (a batch's "new" or "old" folder) into folder, over what is there unless
-// keepExisting. False when a file could not be moved in.
-bool moveAllInto(const QString &from, const QString &folder, bool keepExisting)
+// keepExisting and the name is not one of replaceable. False when a file could not be moved in.
+bool moveAllInto(const QString &from, const QString &folder, bool keepExisting,
+                 const QStringList &replaceable = {})
 {
     const QDir source(from);
     bool moved = true;
     for (const QString &name : source.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
         const QString target = QDir(folder).filePath(name);
-        if (keepExisting)
+        if (keepExisting && !replaceable.contains(name))
             moved = (moveEntryBesides(source.filePath(name), target) || errno == EEXIST) && moved;
         else
             moved = moveEntry(source.filePath(name), target) && moved;
@@ -332,8 +333,15 @@ void recoverInterruptedWrites(const QString &folder)
         // an undone one puts back its old files where nothing new has taken their place.
         const bool undo = name.startsWith(kUndoPrefix);
         const QString from = path + (undo ? QStringLiteral("/old") : QStringLiteral("/new"));
+        QStringList ownNewInPlace; // could not be taken back into the batch
+        for (const QString &old :
+             undo ? QDir(from).entryList(QDir::Files | QDir::Hidden | QDir::System)
+                  : QStringList()) {
+            if (!QFileInfo::exists(path + QStringLiteral("/new/") + old))
+                ownNewInPlace.append(old);
+        }
         if ((keep || undo || name.startsWith(kCommitPrefix)) && isDirectory(from) &&
-            !moveAllInto(from, folder, keep || undo))
+            !moveAllInto(from, folder, keep || undo, ownNewInPlace))
             continue;
         removeTree(path);
     }

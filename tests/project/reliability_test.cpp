@@ -247,11 +247,14 @@ TEST_F(ReliabilityTest, ACommitThatFailsHalfWayLeavesEverythingAsItWas)
     const QString undo = program(SafeFilePrefix + "undo-1");
     ASSERT_TRUE(QDir().mkpath(undo + "/new") && QDir().mkpath(undo + "/old"));
     ASSERT_TRUE(writeFile(undo + "/new/30.wav", "neu") && writeFile(undo + "/old/30.wav", "alt") &&
-                writeFile(undo + "/new/20.wav", "neuer") && writeFile(undo + "/old/20.wav", "alt"));
+                writeFile(undo + "/new/20.wav", "neuer") &&
+                writeFile(undo + "/old/20.wav", "alt") && writeFile(undo + "/old/40.wav", "alt") &&
+                writeFile(program("40.wav"), "neu"));
     recoverInterruptedWrites(m_program);
     EXPECT_EQ(readFile(stuck + "/old/cvlist.dat"), "alt");
     EXPECT_EQ(readFile(program("30.wav")), "alt");
     EXPECT_EQ(readFile(program("20.wav")), "neu");
+    EXPECT_EQ(readFile(program("40.wav")), "alt"); // its new one was never taken back
     EXPECT_FALSE(QFileInfo::exists(undo));
 }
 

@@ -271,11 +271,8 @@ void FileBatch::rollBack(qsizetype count, const std::vector<bool> &hadOld, bool 
         // next write to put it back (or, if even this rename fails, to complete the batch).
         moveEntry(m_staging, QDir(m_folder).filePath(kUndoPrefix + randomSuffix()));
         syncFolder(m_folder);
-        m_files.clear();
-        m_staging.clear();
-        m_names.clear();
-        if (m_lock >= 0)
-            ::close(std::exchange(m_lock, -1));
+        m_staging.clear(); // kept, not removed
+        discard();
         return;
     }
     // No longer to be completed: the batch is only thrown away.
@@ -334,11 +331,12 @@ void recoverInterruptedWrites(const QString &folder)
         const bool undo = name.startsWith(kUndoPrefix);
         const QString from = path + (undo ? QStringLiteral("/old") : QStringLiteral("/new"));
         QStringList ownNewInPlace; // could not be taken back into the batch
-        for (const QString &old :
-             undo ? QDir(from).entryList(QDir::Files | QDir::Hidden | QDir::System)
-                  : QStringList()) {
-            if (!QFileInfo::exists(path + QStringLiteral("/new/") + old))
-                ownNewInPlace.append(old);
+        if (undo) {
+            for (const QString &old :
+                 QDir(from).entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+                if (!QFileInfo::exists(path + QStringLiteral("/new/") + old))
+                    ownNewInPlace.append(old);
+            }
         }
         if ((keep || undo || name.startsWith(kCommitPrefix)) && isDirectory(from) &&
             !moveAllInto(from, folder, keep || undo, ownNewInPlace))

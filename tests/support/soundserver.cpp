@@ -1,6 +1,7 @@
 #include "support/soundserver.h"
 
 #include <csignal>
+#include <cstdio>
 #include <QDir>
 #include <QFile>
 #include <QTest>
@@ -24,6 +25,12 @@ SoundServer::SoundServer(QString kind, const QString &base)
     QFile::setPermissions(m_runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
+void SoundServer::addPipeSink(const QString &name, const QString &fifo, int rate, int channels)
+{
+    Q_ASSERT(m_processes.empty());
+    m_pipeSinks.push_back({name, fifo, rate, channels});
+}
+
 bool SoundServer::start()
 {
     // A killed server leaves its sockets behind.
@@ -43,7 +50,33 @@ bool SoundServer::start()
                          .arg(socket())},
                     true);
     } else {
-        ok = launch(QStringLiteral("dbus-daemon"),
+        // Loaded through pipewire-pulse, a pipe sink would live in that process: a moment in
+        // which it is not scheduled loses a whole cycle of what our stream played in time.
+        QString modules;
+        for (const PipeSink &sink : m_pipeSinks) {
+            QString fifo = sink.fifo;
+            fifo.replace(QLatin1Char('\\'), QStringLiteral("\\\\"))
+                .replace(QLatin1Char('"'), QStringLiteral("\\\""));
+            modules +=
+                QStringLiteral("{ name = libpipewire-module-pipe-tunnel args = { "
+                               "tunnel.mode = sink pipe.filename = \"%1\" node.name = "
+                               "\"%2\" audio.format = S16LE audio.rate = %3 "
+                               "audio.channels = %4 audio.position = [ %5 ] } }\n")
+                    .arg(fifo, sink.name, QString::number(sink.rate),
+                         QString::number(sink.channels),
+                         sink.channels == 1 ? QStringLiteral("MONO") : QStringLiteral("FL FR"));
+        }
+        if (!modules.isEmpty()) {
+            const QString conf = m_base + QStringLiteral("/pipewire/pipewire.conf.d");
+            QDir().mkpath(conf);
+            QFile file(conf + QStringLiteral("/sinks.conf"));
+            ok = file.open(QIODevice::WriteOnly) &&
+                 file.write(QStringLiteral("context.modules = [\n%1]\n").arg(modules).toUtf8()) >
+                     0 &&
+                 file.flush();
+        }
+        ok = ok &&
+             launch(QStringLiteral("dbus-daemon"),
                     {QStringLiteral("--session"), QStringLiteral("--nofork"),
                      QStringLiteral("--nopidfile"),
                      QStringLiteral("--address=unix:path=") + m_runtime + QStringLiteral("/bus")},
@@ -54,15 +87,22 @@ bool SoundServer::start()
              launch(QStringLiteral("wireplumber"), {}, false) &&
              launch(QStringLiteral("pipewire-pulse"), {}, true);
     }
-    return ok && waitFor([&] { return pactl({QStringLiteral("info")}).has_value(); });
-}
-
-bool SoundServer::loadPipeSink(const QString &name, const QString &fifo, int rate, int channels)
-{
-    return loadSink(QStringLiteral("module-pipe-sink"), name,
-                    {QStringLiteral("file=") + fifo, QStringLiteral("rate=%1").arg(rate),
-                     QStringLiteral("channels=%1").arg(channels),
-                     QStringLiteral("use_system_clock_for_timing=yes")});
+    ok = ok && waitFor([&] { return pactl({QStringLiteral("info")}).has_value(); });
+    for (const PipeSink &sink : m_pipeSinks) {
+        if (!ok)
+            break;
+        if (m_kind == QLatin1String("pulseaudio"))
+            ok = loadSink(QStringLiteral("module-pipe-sink"), sink.name,
+                          {QStringLiteral("file=") + sink.fifo,
+                           QStringLiteral("rate=%1").arg(sink.rate),
+                           QStringLiteral("channels=%1").arg(sink.channels),
+                           QStringLiteral("use_system_clock_for_timing=yes")});
+        else
+            ok = waitForSink(sink.name);
+        if (!ok)
+            std::fprintf(stderr, "the sink %s did not appear\n", qPrintable(sink.name));
+    }
+    return ok;
 }
 
 bool SoundServer::loadNullSink(const QString &name, int rate, int channels)
@@ -78,12 +118,16 @@ bool SoundServer::loadSink(const QString &module, const QString &name, const QSt
                              QStringLiteral("sink_name=") + name, QStringLiteral("format=s16le")} +
                  options)
                .has_value() &&
-           waitFor([&] {
-               return pactl({QStringLiteral("list"), QStringLiteral("short"),
-                             QStringLiteral("sinks")})
-                   .value_or(QString())
-                   .contains(QLatin1Char('\t') + name + QLatin1Char('\t'));
-           });
+           waitForSink(name);
+}
+
+bool SoundServer::waitForSink(const QString &name) const
+{
+    return waitFor([&] {
+        return pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sinks")})
+            .value_or(QString())
+            .contains(QLatin1Char('\t') + name + QLatin1Char('\t'));
+    });
 }
 
 void SoundServer::stop()

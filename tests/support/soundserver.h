@@ -12,7 +12,8 @@ namespace klangor::test {
 
 // A private sound server answering libpulse on <runtime>/pulse/native: PulseAudio, or PipeWire
 // (also on <runtime>/pipewire-0) with its PulseAudio server and its session manager under a
-// D-Bus of its own, as a Debian desktop runs them. It has only the sinks loaded into it.
+// D-Bus of its own, as a Debian desktop runs them. It has only the sinks added or loaded
+// into it.
 class SoundServer
 {
 public:
@@ -22,11 +23,14 @@ public:
     SoundServer(const SoundServer &) = delete;
     SoundServer &operator=(const SoundServer &) = delete;
 
+    // A pipe sink timed by the system clock, its FIFO read by the caller. Added before start():
+    // on PipeWire the daemon hosts it, as it hosts a sound card, so that no third process
+    // stands between a client and what it plays to.
+    void addPipeSink(const QString &name, const QString &fifo, int rate, int channels);
     bool start();
     void stop();
     // Ends every process at once, as a crash would.
     void kill();
-    bool loadPipeSink(const QString &name, const QString &fifo, int rate, int channels);
     bool loadNullSink(const QString &name, int rate, int channels);
     // The processes that do the server's work, whose CPU time counts.
     QList<qint64> pids() const;
@@ -40,10 +44,17 @@ public:
 private:
     bool launch(const QString &program, const QStringList &args, bool counts);
     bool loadSink(const QString &module, const QString &name, const QStringList &options);
+    bool waitForSink(const QString &name) const;
 
     QString m_kind;
     QString m_base;
     QString m_runtime;
+    struct PipeSink
+    {
+        QString name, fifo;
+        int rate, channels;
+    };
+    std::vector<PipeSink> m_pipeSinks;
     std::vector<std::pair<std::unique_ptr<QProcess>, bool>> m_processes;
 };
 

@@ -117,6 +117,20 @@ double nowUs()
         .count();
 }
 
+// Starts `cat` copying a sink's FIFO to a file. A sound card is not held up by the machine's
+// load, so neither is the recorder: where real-time scheduling is allowed it runs at the
+// lowest real-time priority, above the busy processes, for the few microseconds a block takes.
+void startRecorder(QProcess &recorder, const QString &fifo, const QString &file)
+{
+    recorder.setChildProcessModifier([] {
+        ::prctl(PR_SET_PDEATHSIG, SIGTERM);
+        const sched_param lowest = {1};
+        ::sched_setscheduler(0, SCHED_FIFO, &lowest);
+    });
+    recorder.setStandardOutputFile(file);
+    recorder.start(QStringLiteral("cat"), {fifo});
+}
+
 // Watches the recording file grow: when (steady clock) it first held how many frames.
 class GrowthLog
 {
@@ -793,9 +807,7 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
     const Sounds sounds(programFolder);
     const QString recordingPath = base.filePath(QStringLiteral("recording.raw"));
     QProcess recorder;
-    recorder.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    recorder.setStandardOutputFile(recordingPath);
-    recorder.start(QStringLiteral("cat"), {plan.fifo});
+    startRecorder(recorder, plan.fifo, recordingPath);
     if (!recorder.waitForStarted(5000)) {
         std::fprintf(stderr, "the recorder did not start\n");
         return 2;
@@ -1074,15 +1086,24 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
                      qPrintable(base.path()));
         return 2;
     }
-    // The recorder is a plain process beside four busy ones: the pipe gets room for seconds,
-    // so that a late read loses nothing the server played.
-    const int besidePipe = ::open(QFile::encodeName(besideFifo).constData(), O_RDWR | O_NONBLOCK);
-    if (besidePipe >= 0)
-        ::fcntl(besidePipe, F_SETPIPE_SZ, 1 << 20);
+    // The recorders are plain processes beside four busy ones, writing to a disk the build
+    // may have left busy: each pipe gets room for seconds, so that a late read neither holds
+    // up the sink nor loses anything it played. The room lasts while the server holds the
+    // pipe open; the beside pipe is held here as well.
+    const auto widen = [](const QString &fifo) {
+        const int pipe = ::open(QFile::encodeName(fifo).constData(), O_RDWR | O_NONBLOCK);
+        if (pipe < 0 || ::fcntl(pipe, F_SETPIPE_SZ, 1 << 20) < 0)
+            std::printf("warning: %s keeps a pipe of the default size\n", qPrintable(fifo));
+        return pipe;
+    };
+    for (std::size_t k = 0; k < std::size(sinks); ++k) {
+        const int pipe = widen(fifoOf(QStringLiteral("s%1").arg(k)));
+        if (pipe >= 0)
+            ::close(pipe);
+    }
+    const int besidePipe = widen(besideFifo);
     QProcess besideRecorder;
-    besideRecorder.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-    besideRecorder.setStandardOutputFile(base.filePath(QStringLiteral("beside.raw")));
-    besideRecorder.start(QStringLiteral("cat"), {besideFifo});
+    startRecorder(besideRecorder, besideFifo, base.filePath(QStringLiteral("beside.raw")));
     const QString signalPath = base.filePath(QStringLiteral("counting.raw"));
     writeFile(signalPath, countingSignal(150));
     QProcess beside; // another program, with the buffer a plain client gets
@@ -1218,6 +1239,10 @@ int main(int argc, char *argv[])
 {
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // The recordings grow in memory: a disk a build has just filled with dirty pages can hold a
+    // writer for longer than a sink's pipe lasts.
+    if (qEnvironmentVariableIsEmpty("TMPDIR") && ::access("/dev/shm", W_OK) == 0)
+        qputenv("TMPDIR", "/dev/shm");
     QGuiApplication app(argc, argv);
     const QStringList args = QCoreApplication::arguments();
     if (args.size() == 12 && args.at(1) == QLatin1String("--client")) {

@@ -17,7 +17,6 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
-#include <fcntl.h>
 #include <functional>
 #include <numbers>
 #include <optional>
@@ -1079,35 +1078,21 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
                           {QStringLiteral("clicks"), 48000, 2},
                           {QStringLiteral("groups"), soundRate, 1},
                           {QStringLiteral("groups"), 48000, 2}};
-    const auto fifoOf = [&](const QString &sinkName) {
-        return base.filePath(sinkName + QStringLiteral(".fifo"));
+    const auto sinkName = [](std::size_t k) {
+        return QStringLiteral("s%1").arg(k);
+    };
+    const auto fifoOf = [&](const QString &node) {
+        return base.filePath(node + QStringLiteral(".fifo"));
     };
     const QString besideFifo = fifoOf(QStringLiteral("beside"));
     sound.addPipeSink(QStringLiteral("beside"), besideFifo, besideRate, 2);
     for (std::size_t k = 0; k < std::size(sinks); ++k)
-        sound.addPipeSink(QStringLiteral("s%1").arg(k), fifoOf(QStringLiteral("s%1").arg(k)),
-                          sinks[k].rate, sinks[k].channels);
+        sound.addPipeSink(sinkName(k), fifoOf(sinkName(k)), sinks[k].rate, sinks[k].channels);
     if (!sound.start()) {
         std::fprintf(stderr, "%s did not start; see %s/server.log\n", qPrintable(server),
                      qPrintable(base.path()));
         return 2;
     }
-    // The recorders are plain processes beside four busy ones, writing to a disk the build
-    // may have left busy: each pipe gets room for seconds, so that a late read neither holds
-    // up the sink nor loses anything it played. The room lasts while the server holds the
-    // pipe open; the beside pipe is held here as well.
-    const auto widen = [](const QString &fifo) {
-        const int pipe = ::open(QFile::encodeName(fifo).constData(), O_RDWR | O_NONBLOCK);
-        if (pipe < 0 || ::fcntl(pipe, F_SETPIPE_SZ, 1 << 20) < 0)
-            std::printf("warning: %s keeps a pipe of the default size\n", qPrintable(fifo));
-        return pipe;
-    };
-    for (std::size_t k = 0; k < std::size(sinks); ++k) {
-        const int pipe = widen(fifoOf(QStringLiteral("s%1").arg(k)));
-        if (pipe >= 0)
-            ::close(pipe);
-    }
-    const int besidePipe = widen(besideFifo);
     QProcess besideRecorder;
     startRecorder(besideRecorder, besideFifo, base.filePath(QStringLiteral("beside.raw")));
     const QString signalPath = base.filePath(QStringLiteral("counting.raw"));
@@ -1142,16 +1127,16 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     std::vector<std::unique_ptr<QProcess>> clients;
     for (std::size_t k = 0; k < std::size(sinks); ++k) {
         const Sink &sink = sinks[k];
-        const QString sinkName = QStringLiteral("s%1").arg(k);
-        const QString fifo = fifoOf(sinkName);
+        const QString node = sinkName(k);
+        const QString fifo = fifoOf(node);
         const QString pass = QStringLiteral("%1 %2 %3").arg(name, sink.role).arg(sink.rate);
-        env.insert(QStringLiteral("PULSE_SINK"), sinkName);
-        env.insert(QStringLiteral("PIPEWIRE_NODE"), sinkName); // PipeWire's own clients
+        env.insert(QStringLiteral("PULSE_SINK"), node);
+        env.insert(QStringLiteral("PIPEWIRE_NODE"), node); // PipeWire's own clients
         clients.push_back(std::make_unique<QProcess>());
         QProcess &client = *clients.back();
         client.setProcessEnvironment(env);
         client.setProcessChannelMode(QProcess::MergedChannels);
-        client.setStandardOutputFile(base.filePath(sinkName + QStringLiteral(".log")));
+        client.setStandardOutputFile(base.filePath(node + QStringLiteral(".log")));
         const bool exact = server == QLatin1String("pulseaudio") && sink.rate == soundRate;
         client.start(QCoreApplication::applicationFilePath(),
                      {QStringLiteral("--client"), pass, sink.role, QString::number(sink.rate),
@@ -1166,7 +1151,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
         if (!finished)
             client.kill();
         client.waitForFinished();
-        QFile log(base.filePath(QStringLiteral("s%1.log").arg(k)));
+        QFile log(base.filePath(sinkName(k) + QStringLiteral(".log")));
         if (log.open(QIODevice::ReadOnly))
             std::fwrite(log.readAll().constData(), 1, std::size_t(log.size()), stdout);
         const int code =
@@ -1174,8 +1159,8 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
         if (code == 2) {
             std::printf("\na client of %s could not run\n", qPrintable(name));
             Summary missing(name);
-            missing.add(QStringLiteral("client s%1 ran to its end").arg(k), QStringLiteral("no"),
-                        QStringLiteral("yes"), false);
+            missing.add(QStringLiteral("client %1 ran to its end").arg(sinkName(k)),
+                        QStringLiteral("no"), QStringLiteral("yes"), false);
             missing.write(summaryPath);
         }
         worst = std::max(worst, code);
@@ -1186,8 +1171,6 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     beside.waitForFinished(3000);
     besideRecorder.terminate();
     besideRecorder.waitForFinished(3000);
-    if (besidePipe >= 0)
-        ::close(besidePipe);
     sound.stop();
 
     QFile besideFile(base.filePath(QStringLiteral("beside.raw")));

@@ -2,10 +2,12 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <QDir>
 #include <QFile>
 #include <QTest>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace klangor::test {
 
@@ -102,7 +104,24 @@ bool SoundServer::start()
         if (!ok)
             std::fprintf(stderr, "the sink %s did not appear\n", qPrintable(sink.name));
     }
+    if (ok)
+        widenPipes();
     return ok;
+}
+
+// A pipe's size belongs to the pipe, which lasts while anyone holds it open.
+void SoundServer::widenPipes()
+{
+    closePipes();
+    for (const PipeSink &sink : m_pipeSinks) {
+        const int pipe =
+            ::open(QFile::encodeName(sink.fifo).constData(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+        if (pipe < 0 || ::fcntl(pipe, F_SETPIPE_SZ, 1 << 20) < 0)
+            std::fprintf(stderr, "warning: %s keeps a pipe of the default size\n",
+                         qPrintable(sink.fifo));
+        if (pipe >= 0)
+            m_pipes.push_back(pipe);
+    }
 }
 
 bool SoundServer::loadNullSink(const QString &name, int rate, int channels)
@@ -143,6 +162,7 @@ void SoundServer::stop()
         }
     }
     m_processes.clear();
+    closePipes();
 }
 
 void SoundServer::kill()
@@ -152,6 +172,13 @@ void SoundServer::kill()
         process->waitForFinished(2000);
     }
     m_processes.clear();
+    closePipes();
+}
+
+void SoundServer::closePipes()
+{
+    for (const int pipe : std::exchange(m_pipes, {}))
+        ::close(pipe);
 }
 
 QList<qint64> SoundServer::pids() const

@@ -25,7 +25,9 @@ public:
 
     // A pipe sink timed by the system clock, its FIFO read by the caller. Added before start():
     // on PipeWire the daemon hosts it, as it hosts a sound card, so that no third process
-    // stands between a client and what it plays to.
+    // stands between a client and what it plays to. Its pipe gets 1 MiB where the system allows
+    // (else a warning) and is held until stop() or kill(), so that a reader held up for a
+    // moment neither stalls the sink nor loses what it played.
     void addPipeSink(const QString &name, const QString &fifo, int rate, int channels);
     bool start();
     void stop();
@@ -45,6 +47,8 @@ private:
     bool launch(const QString &program, const QStringList &args, bool counts);
     bool loadSink(const QString &module, const QString &name, const QStringList &options);
     bool waitForSink(const QString &name) const;
+    void widenPipes();
+    void closePipes();
 
     QString m_kind;
     QString m_base;
@@ -55,6 +59,7 @@ private:
         int rate, channels;
     };
     std::vector<PipeSink> m_pipeSinks;
+    std::vector<int> m_pipes; // held open, so that their size lasts
     std::vector<std::pair<std::unique_ptr<QProcess>, bool>> m_processes;
 };
 

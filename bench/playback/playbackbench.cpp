@@ -17,9 +17,12 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <functional>
+#include <mutex>
 #include <numbers>
 #include <optional>
+#include <pthread.h>
 #include <QCoreApplication>
 #include <QDir>
 #include <QEventLoop>
@@ -33,6 +36,7 @@
 #include <QTimer>
 #include <QWindow>
 #include <random>
+#include <ranges>
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -321,22 +325,20 @@ void showDifference(const Recording &rec, std::size_t at, const Sound &sound, st
                 rec.ms(double(offset + i)), rec.quietCount(at, at + count));
 }
 
-// What one pass found, row by row, for the table at the end.
+// What one pass found, row by row, for the table at the end. A figure outside its limit fails
+// the pass unless it is excused: shown OPEN, for a cause outside the program that the pass shows.
 class Summary
 {
 public:
-    // PipeWire's figures are shown, not gated: OPEN outside their limit. With the daemon
-    // hosting the sinks, one session of 26 still lost a whole graph cycle from one group.
-    explicit Summary(QString pass)
-        : m_pass(std::move(pass)), m_gated(!m_pass.startsWith(QLatin1String("pipewire")))
-    {}
-    void add(const QString &figure, const QString &value, const QString &limit, bool pass)
+    explicit Summary(QString pass) : m_pass(std::move(pass)) {}
+    void add(const QString &figure, const QString &value, const QString &limit, bool pass,
+             bool excused = false)
     {
         m_text += QStringLiteral("%1\t%2\t%3\t%4\t%5\n")
                       .arg(m_pass, figure, value, limit,
                            pass ? QStringLiteral("PASS")
-                                : (m_gated ? QStringLiteral("FAIL") : QStringLiteral("OPEN")));
-        m_ok = m_ok && (pass || !m_gated);
+                                : (excused ? QStringLiteral("OPEN") : QStringLiteral("FAIL")));
+        m_ok = m_ok && (pass || excused);
     }
     // A figure shown without a limit.
     void report(const QString &figure, const QString &value)
@@ -353,7 +355,6 @@ public:
 private:
     QString m_pass;
     QString m_text;
-    bool m_gated;
     bool m_ok = true;
 };
 
@@ -1015,6 +1016,107 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
     return summary.ok() ? 0 : 1;
 }
 
+// One thread on each core the session may use, at the highest real-time priority and due every
+// millisecond: how late it wakes is how long that core stood still for everything, a host that
+// takes the core from this virtual machine included. A real-time thread that was on such a core
+// misses its graph cycle.
+class StallProbe
+{
+public:
+    struct Stall
+    {
+        double startUs; // steady clock, as nowUs()
+        double ms;
+        int core;
+    };
+
+    explicit StallProbe(double reportMs) : m_reportMs(reportMs), m_startUs(nowUs())
+    {
+        cpu_set_t usable;
+        CPU_ZERO(&usable);
+        if (::sched_getaffinity(0, sizeof(usable), &usable) != 0) {
+            m_problem = QStringLiteral("the usable cores are unknown");
+            return;
+        }
+        try {
+            for (int core = 0; core < CPU_SETSIZE; ++core)
+                if (CPU_ISSET(core, &usable))
+                    m_threads.emplace_back([this, core] { watch(core); });
+        } catch (const std::system_error &) {
+            problem(QStringLiteral("a probe thread could not start"));
+        }
+    }
+    ~StallProbe() { stop(); }
+    StallProbe(const StallProbe &) = delete;
+    StallProbe &operator=(const StallProbe &) = delete;
+    void stop()
+    {
+        m_stop = true;
+        for (std::thread &thread : std::exchange(m_threads, {}))
+            thread.join();
+    }
+
+    // Why the cores were not all watched; empty when they were. Read after stop().
+    const QString &problem() const { return m_problem; }
+    double startUs() const { return m_startUs; }
+    double longestMs() const { return m_longestMs; }
+    // The stalls longer than reportMs, in the order they ended.
+    const std::vector<Stall> &stalls() const { return m_stalls; }
+
+private:
+    void problem(const QString &text)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_problem = text;
+    }
+    void watch(int core)
+    {
+        cpu_set_t set;
+        CPU_ZERO(&set);
+        CPU_SET(core, &set);
+        if (::pthread_setaffinity_np(::pthread_self(), sizeof(set), &set) != 0)
+            return problem(QStringLiteral("a probe could not be held to its core"));
+        const sched_param top = {::sched_get_priority_max(SCHED_FIFO)};
+        if (::pthread_setschedparam(::pthread_self(), SCHED_FIFO, &top) != 0)
+            return problem(QStringLiteral("no real-time priority for the probe"));
+        timespec due = {};
+        ::clock_gettime(CLOCK_MONOTONIC, &due);
+        while (!m_stop) {
+            due.tv_nsec += 1000000;
+            if (due.tv_nsec >= 1000000000) {
+                due.tv_nsec -= 1000000000;
+                ++due.tv_sec;
+            }
+            ::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &due, nullptr);
+            timespec now = {};
+            ::clock_gettime(CLOCK_MONOTONIC, &now);
+            const double lateMs =
+                double(now.tv_sec - due.tv_sec) * 1e3 + double(now.tv_nsec - due.tv_nsec) / 1e6;
+            if (lateMs > 1.0) {
+                const std::lock_guard lock(m_mutex);
+                m_longestMs = std::max(m_longestMs, lateMs);
+                if (lateMs > m_reportMs)
+                    m_stalls.push_back(
+                        {double(due.tv_sec) * 1e6 + double(due.tv_nsec) / 1e3, lateMs, core});
+                due = now; // not a burst of catching up
+            }
+        }
+    }
+
+    const double m_reportMs;
+    const double m_startUs;
+    std::vector<std::thread> m_threads;
+    std::atomic<bool> m_stop = false;
+    std::mutex m_mutex;
+    QString m_problem;
+    double m_longestMs = 0;
+    std::vector<Stall> m_stalls;
+};
+
+// PipeWire's graph cycle while our streams play: they ask for 512 frames at 48 kHz, the
+// shortest latency of any node there, so that is the cycle the graph runs.
+constexpr double graphCycleMs = 512.0 / 48.0;
+
 // A counting signal for the stream of another program beside ours: each frame one more than
 // the one before, in both channels, never near zero.
 constexpr int besideRate = 48000;
@@ -1031,8 +1133,9 @@ QByteArray countingSignal(int seconds)
     return bytes;
 }
 
-// Breaks in the counting between its first and last sound: every skip or inserted silence.
-int countingBreaks(const QByteArray &raw, std::size_t &frames)
+// Breaks in the counting between its first and last sound, every skip or inserted silence: the
+// frame (in the recording) where each begins.
+std::vector<std::size_t> countingBreaks(const QByteArray &raw, std::size_t &frames)
 {
     std::vector<qint16> x(std::size_t(raw.size() / 4));
     for (std::size_t i = 0; i < x.size(); ++i)
@@ -1044,14 +1147,33 @@ int countingBreaks(const QByteArray &raw, std::size_t &frames)
     while (last > first && x[last - 1] < besideLow)
         --last;
     frames = last - first;
-    int breaks = 0;
+    std::vector<std::size_t> breaks;
     for (std::size_t i = first + 1; i < last; ++i) {
         const int expected = x[i - 1] + 1 == besideLow + besideSpan ? besideLow : x[i - 1] + 1;
-        if (x[i] != expected && ++breaks <= 5)
+        if (x[i] == expected)
+            continue;
+        breaks.push_back(i);
+        if (breaks.size() <= 5)
             std::printf("    break at %.3f s: %d after %d\n", double(i - first) / besideRate, x[i],
                         x[i - 1]);
     }
     return breaks;
+}
+
+// A skip that reached the file within a second after a core began to stand still for longer
+// than a graph cycle: pipewire-pulse, which carries the other program's stream, puts it right
+// once its thread runs again.
+bool whileACoreStoodStill(std::size_t frame, const std::vector<GrowthLog::Arrival> &arrivals,
+                          const std::vector<StallProbe::Stall> &stalls)
+{
+    const auto arrival =
+        std::find_if(arrivals.begin(), arrivals.end(),
+                     [&](const GrowthLog::Arrival &a) { return a.frames > frame; });
+    return arrival != arrivals.end() &&
+           std::any_of(stalls.begin(), stalls.end(), [&](const StallProbe::Stall &stall) {
+               return arrival->us >= stall.startUs &&
+                      arrival->us <= stall.startUs + 1e3 * stall.ms + 1e6;
+           });
 }
 
 // One server, four clients at once, each on a pipe sink of its own: clicks, a group and a long
@@ -1095,6 +1217,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     }
     QProcess besideRecorder;
     startRecorder(besideRecorder, besideFifo, base.filePath(QStringLiteral("beside.raw")));
+    GrowthLog besideGrowth(base.filePath(QStringLiteral("beside.raw")), 4);
     const QString signalPath = base.filePath(QStringLiteral("counting.raw"));
     writeFile(signalPath, countingSignal(150));
     QProcess beside; // another program, with the buffer a plain client gets
@@ -1124,6 +1247,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
                            : 60000;
     // The click client plays for about 40 s plus the loop; idle starts after all are done.
     const double idleAt = nowUs() + 1e3 * (longMs + 52000);
+    StallProbe probe(graphCycleMs);
     std::vector<std::unique_ptr<QProcess>> clients;
     for (std::size_t k = 0; k < std::size(sinks); ++k) {
         const Sink &sink = sinks[k];
@@ -1165,6 +1289,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
         }
         worst = std::max(worst, code);
     }
+    probe.stop();
     for (const auto &busyProcess : load)
         busyProcess->kill();
     beside.terminate();
@@ -1175,15 +1300,42 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
 
     QFile besideFile(base.filePath(QStringLiteral("beside.raw")));
     std::size_t frames = 0;
-    const int breaks =
-        besideFile.open(QIODevice::ReadOnly) ? countingBreaks(besideFile.readAll(), frames) : -1;
-    std::printf("\n(e) another program's stream beside ours: %.1f s heard, %d skips or gaps\n",
-                double(frames) / besideRate, breaks);
+    const std::vector<GrowthLog::Arrival> besideArrivals = besideGrowth.finish();
+    const std::vector<std::size_t> breaks = besideFile.open(QIODevice::ReadOnly)
+                                                ? countingBreaks(besideFile.readAll(), frames)
+                                                : std::vector<std::size_t>{};
+    const bool heardThrough =
+        besideFile.isOpen() && frames > std::size_t(besideRate) * longMs / 1000;
+    std::printf("\n(e) another program's stream beside ours: %.1f s heard, %zu skips or gaps\n",
+                double(frames) / besideRate, breaks.size());
+    if (!probe.problem().isEmpty())
+        std::printf("(f) the cores were not all watched: %s\n", qPrintable(probe.problem()));
+    else
+        std::printf("(f) longest stall of a core: %.1f ms (a probe at the highest real-time "
+                    "priority on every core)\n",
+                    probe.longestMs());
+    for (const StallProbe::Stall &stall : probe.stalls() | std::views::take(10))
+        std::printf("    core %d stood still for %.1f ms, %.1f s after the clients started\n",
+                    stall.core, stall.ms, (stall.startUs - probe.startUs()) / 1e6);
+    // The other program's stream goes through pipewire-pulse, whose real-time thread misses
+    // cycles while its core stands still (100 ms at a time, once, under load). Our streams came
+    // through such stalls whole, and none of their figures is excused.
+    const bool stoodStill = server == QLatin1String("pipewire") && probe.problem().isEmpty() &&
+                            !breaks.empty() &&
+                            std::all_of(breaks.begin(), breaks.end(), [&](std::size_t frame) {
+                                return whileACoreStoodStill(frame, besideArrivals, probe.stalls());
+                            });
     Summary summary(name);
+    summary.report(QStringLiteral("longest stall of a core"), probe.problem().isEmpty()
+                                                                  ? msText(probe.longestMs())
+                                                                  : QStringLiteral("not watched"));
     summary.add(
         QStringLiteral("skips of another program's stream"),
-        QStringLiteral("%1 in %2 s").arg(breaks).arg(double(frames) / besideRate, 0, 'f', 1),
-        QStringLiteral("0"), breaks == 0 && frames > std::size_t(besideRate) * longMs / 1000);
+        QStringLiteral("%1 in %2 s%3")
+            .arg(breaks.size())
+            .arg(double(frames) / besideRate, 0, 'f', 1)
+            .arg(stoodStill ? QStringLiteral(", each while a core stood still") : QString()),
+        QStringLiteral("0"), breaks.empty() && heardThrough, stoodStill && heardThrough);
     summary.write(summaryPath);
     std::fflush(stdout);
     return std::max(worst, summary.ok() ? 0 : 1);
@@ -1201,19 +1353,19 @@ void printSummary(const QString &summaryPath, int worst)
         std::printf("%-26s %-38s %-40s %-14s %s\n", f[0].constData(), f[1].constData(),
                     f[2].constData(), f[3].constData(), f[4].constData());
     };
-    QList<QList<QByteArray>> failed;
+    QList<QList<QByteArray>> outside;
     for (const QByteArray &line : rows) {
         const QList<QByteArray> f = line.split('\t');
         if (f.size() != 5)
             continue;
         print(f);
-        if (f[4] == "FAIL")
-            failed << f;
+        if (f[4] == "FAIL" || f[4] == "OPEN")
+            outside << f;
     }
     // Again at the end, where a log cut to its last lines still shows them.
-    if (!failed.isEmpty()) {
-        std::printf("\nfailed:\n");
-        for (const auto &f : failed)
+    if (!outside.isEmpty()) {
+        std::printf("\noutside their limit:\n");
+        for (const auto &f : outside)
             print(f);
     }
     std::printf("\nOVERALL: %s\n", worst == 0 ? "PASS" : "FAIL");

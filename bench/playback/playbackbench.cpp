@@ -1160,9 +1160,9 @@ std::vector<std::size_t> countingBreaks(const QByteArray &raw, std::size_t &fram
     return breaks;
 }
 
-// A skip that reached the file within a second after a core began to stand still for longer
-// than a graph cycle: pipewire-pulse, which carries the other program's stream, puts it right
-// once its thread runs again.
+// A skip that reached the file while a core stood still for longer than a graph cycle, or
+// within a second after: pipewire-pulse, which carries the other program's stream, puts it
+// right once its thread runs again.
 bool whileACoreStoodStill(std::size_t frame, const std::vector<GrowthLog::Arrival> &arrivals,
                           const std::vector<StallProbe::Stall> &stalls)
 {

@@ -27,6 +27,7 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <qpa/qwindowsysteminterface.h>
@@ -63,8 +64,12 @@ constexpr int clicks = 20;
 constexpr int wakeClicks = 4;
 constexpr int pausedMs = 3600;
 constexpr std::size_t minSeams = 5;
-// A sink whose next block comes this much later than its last one ran out had stopped.
-constexpr double restartGapUs = 100000.0;
+// A sink whose next block comes this much later than its last one ran out had stopped, or its
+// clock stepped: PipeWire's graph, held up for longer than a cycle, goes on one or two cycles
+// behind and never catches up, and the bounds from before the step would put every frame for
+// the next half second that much early. A reader at real-time priority is this late only when
+// the machine stood still, and then puts the frames of one block late, not more.
+constexpr double restartGapUs = 8000.0;
 
 using Sound = std::vector<qint16>;
 
@@ -176,6 +181,14 @@ private:
     std::thread m_thread;
 };
 
+// When something was heard, on the steady clock (nowUs()), from and to; for a figure that was
+// late, by how much it was over its limit.
+struct Span
+{
+    double fromUs, toUs;
+    double overMs = 0;
+};
+
 // The first channel of what the sink played, with the times its blocks reached the file.
 struct Recording
 {
@@ -254,6 +267,21 @@ struct Recording
         return *start + 1e6 * double(n) / rate;
     }
 
+    // When frames [from, to) were heard; where the sink's clock is unknown, when they reached
+    // the file.
+    Span span(std::size_t from, std::size_t to) const
+    {
+        const auto at = [&](std::size_t n) {
+            if (const auto heard = heardAtUs(n))
+                return *heard;
+            const auto arrival =
+                std::find_if(arrivals.begin(), arrivals.end(),
+                             [&](const GrowthLog::Arrival &a) { return a.frames > n; });
+            return arrival == arrivals.end() ? 0.0 : arrival->us;
+        };
+        return {at(from), at(std::max(from, to))};
+    }
+
     // The first frame heard at or after us.
     std::size_t frameAt(double us) const
     {
@@ -327,25 +355,42 @@ void showDifference(const Recording &rec, std::size_t at, const Sound &sound, st
 
 // What one pass found, row by row, for the table at the end. A figure outside its limit fails
 // the pass unless it is excused: shown OPEN, for a cause outside the program that the pass shows.
+// A failed figure may name when the sound that failed it was heard: the session excuses it when
+// each of these spans meets a stall of the machine (see excuseStalls()). One that names none,
+// as when a sound was not heard at all, is never excused.
 class Summary
 {
 public:
     explicit Summary(QString pass) : m_pass(std::move(pass)) {}
     void add(const QString &figure, const QString &value, const QString &limit, bool pass,
-             bool excused = false)
+             bool excused = false, const std::vector<Span> &heard = {})
     {
-        m_text += QStringLiteral("%1\t%2\t%3\t%4\t%5\n")
+        QStringList spans;
+        for (const Span &span : heard)
+            spans << QStringLiteral("%1-%2-%3")
+                         .arg(span.fromUs, 0, 'f', 0)
+                         .arg(span.toUs, 0, 'f', 0)
+                         .arg(span.overMs, 0, 'f', 1);
+        m_text += QStringLiteral("%1\t%2\t%3\t%4\t%5\t%6\n")
                       .arg(m_pass, figure, value, limit,
                            pass ? QStringLiteral("PASS")
-                                : (excused ? QStringLiteral("OPEN") : QStringLiteral("FAIL")));
+                                : (excused ? QStringLiteral("OPEN") : QStringLiteral("FAIL")),
+                           pass ? QString() : spans.join(u' '));
         m_ok = m_ok && (pass || excused);
+        m_placed = m_placed && (pass || excused || !heard.empty());
+        for (const Span &span : heard)
+            m_overMs = std::max(m_overMs, pass ? 0.0 : span.overMs);
     }
     // A figure shown without a limit.
     void report(const QString &figure, const QString &value)
     {
-        m_text += QStringLiteral("%1\t%2\t%3\t-\t(reported)\n").arg(m_pass, figure, value);
+        m_text += QStringLiteral("%1\t%2\t%3\t-\t(reported)\t\n").arg(m_pass, figure, value);
     }
     bool ok() const { return m_ok; }
+    // Whether every failed figure named when its sound was heard.
+    bool placed() const { return m_placed; }
+    // How far the failed figures that say so were over their limits, the most.
+    double overMs() const { return m_overMs; }
     bool write(const QString &path) const
     {
         QFile file(path);
@@ -356,6 +401,8 @@ private:
     QString m_pass;
     QString m_text;
     bool m_ok = true;
+    bool m_placed = true;
+    double m_overMs = 0;
 };
 
 QString msText(double ms)
@@ -376,11 +423,13 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         summary.add(QStringLiteral("group heard"), QStringLiteral("no"), {}, false);
         return to;
     }
+    const Span heard = rec.span(*first, rec.loudEnd(*first, to));
     std::printf("    start of the first sound missing: %zu samples = %.3f ms%s\n", *lost,
                 rec.ms(double(*lost)), mayLoseStart && *lost ? " (the monitor's own loss)" : "");
     if (!mayLoseStart)
         summary.add(QStringLiteral("group: start missing"), QStringLiteral("%1 samples").arg(*lost),
-                    QStringLiteral("0"), *lost == 0);
+                    QStringLiteral("0"), *lost == 0, false,
+                    {{heard.fromUs, heard.toUs, rec.ms(double(*lost))}});
     std::size_t at = *first;
     std::size_t offset = *lost;
     std::size_t worstGap = 0;
@@ -414,23 +463,32 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
     }
     summary.add(QStringLiteral("group: worst join gap"),
                 allFound ? QStringLiteral("%1 samples").arg(worstGap) : QStringLiteral("not found"),
-                QStringLiteral("0"), allFound && worstGap == 0);
+                QStringLiteral("0"), allFound && worstGap == 0, false,
+                allFound ? std::vector<Span>{{heard.fromUs, heard.toUs, rec.ms(double(worstGap))}}
+                         : std::vector<Span>{});
     summary.add(QStringLiteral("group: samples differing"), QString::number(allDiffering),
-                QStringLiteral("0"), allFound && allDiffering == 0);
+                QStringLiteral("0"), allFound && allDiffering == 0, false,
+                allFound ? std::vector<Span>{heard} : std::vector<Span>{});
     return rec.loudEnd(*first, to);
 }
+
+struct Join
+{
+    std::size_t from, to; // the frames searched
+    std::size_t gap;      // the quiet ones among them
+};
 
 // Counts the quiet frames around each join of sounds played back to back (given in frames of
 // the recording) from `start` on: a join's window reaches half the shorter neighbour either
 // way, and the next sound is taken to start after the gap found. A dropout inside a sound
 // counts at its nearest join. Windows end 2 ms before `end`, where the sounds stopped: a
 // resampler rings at a sound cut off there, and its swing through zero is no gap.
-std::vector<std::size_t> quietAtJoins(const Recording &rec, std::size_t start, std::size_t end,
-                                      const std::vector<double> &lengths)
+std::vector<Join> quietAtJoins(const Recording &rec, std::size_t start, std::size_t end,
+                               const std::vector<double> &lengths)
 {
     const std::size_t edge = std::size_t(rec.rate) / 500;
     const std::size_t last = end > start + edge ? end - edge : end;
-    std::vector<std::size_t> gaps;
+    std::vector<Join> joins;
     double at = double(start);
     for (std::size_t k = 0; k + 1 < lengths.size(); ++k) {
         const double join = at + lengths[k];
@@ -439,10 +497,10 @@ std::vector<std::size_t> quietAtJoins(const Recording &rec, std::size_t start, s
         const double reach = std::min(lengths[k], lengths[k + 1]) / 2.0;
         const auto lo = static_cast<std::size_t>(std::max(0.0, join - reach));
         const auto hi = static_cast<std::size_t>(join + reach);
-        gaps.push_back(rec.quietCount(lo, std::min(hi, last)));
-        at = join + double(gaps.back());
+        joins.push_back({lo, std::min(hi, last), rec.quietCount(lo, std::min(hi, last))});
+        at = join + double(joins.back().gap);
     }
-    return gaps;
+    return joins;
 }
 
 // The group at a rate the server resamples to: samples cannot be compared, so a join's gap is
@@ -458,6 +516,7 @@ std::size_t envelopeGroup(const Recording &rec, std::size_t from, std::size_t to
         return to;
     }
     const std::size_t end = rec.loudEnd(*first, to);
+    const Span span = rec.span(*first, end);
     const double scale = double(rec.rate) / soundRate;
     std::vector<double> lengths;
     double total = 0;
@@ -465,24 +524,27 @@ std::size_t envelopeGroup(const Recording &rec, std::size_t from, std::size_t to
         lengths.push_back(double(sound.size()) * scale);
         total += lengths.back();
     }
-    const std::vector<std::size_t> gaps = quietAtJoins(rec, *first, end, lengths);
+    const std::vector<Join> joins = quietAtJoins(rec, *first, end, lengths);
     std::size_t worst = 0;
-    for (std::size_t k = 0; k < gaps.size(); ++k) {
-        std::printf("    join %zu: GAP (quiet frames) %zu = %.3f ms\n", k + 1, gaps[k],
-                    rec.ms(double(gaps[k])));
-        worst = std::max(worst, gaps[k]);
+    for (std::size_t k = 0; k < joins.size(); ++k) {
+        std::printf("    join %zu: GAP (quiet frames) %zu = %.3f ms\n", k + 1, joins[k].gap,
+                    rec.ms(double(joins[k].gap)));
+        worst = std::max(worst, joins[k].gap);
     }
     const double heard = double(end - *first);
     std::printf("    group audible for %.3f ms, its sounds last %.3f ms\n", rec.ms(heard),
                 rec.ms(total));
-    const bool joinsFound = gaps.size() + 1 == sounds.size();
+    const bool joinsFound = joins.size() + 1 == sounds.size();
     summary.add(QStringLiteral("group: worst join gap"),
                 joinsFound ? QStringLiteral("%1 frames").arg(worst) : QStringLiteral("cut short"),
-                QStringLiteral("0"), joinsFound && worst == 0);
+                QStringLiteral("0"), joinsFound && worst == 0, false,
+                joinsFound ? std::vector<Span>{{span.fromUs, span.toUs, rec.ms(double(worst))}}
+                           : std::vector<Span>{});
     // A cut or a dropout shortens the group; the resampler's filter softens both its edges,
     // which a millisecond allows for.
     summary.add(QStringLiteral("group: audible - own length"), msText(rec.ms(heard - total)),
-                QStringLiteral("|x| <= 1 ms"), std::abs(rec.ms(heard - total)) <= 1.0);
+                QStringLiteral("|x| <= 1 ms"), std::abs(rec.ms(heard - total)) <= 1.0, false,
+                {{span.fromUs, span.toUs, std::abs(rec.ms(heard - total)) - 1.0}});
     return end;
 }
 
@@ -499,6 +561,7 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         summary.add(QStringLiteral("loop heard"), QStringLiteral("no"), {}, false);
         return;
     }
+    std::vector<Span> bad; // where a seam or a copy is wrong
     // The loop's region runs to the last loud sample: a gap inside it does not end it.
     const std::size_t end = rec.loudEnd(*start, to);
     const std::size_t length = loop.size();
@@ -507,7 +570,7 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
                 mayLoseStart && *lost ? " (the monitor's own loss)" : "");
     if (!mayLoseStart)
         summary.add(QStringLiteral("loop: start missing"), QStringLiteral("%1 samples").arg(*lost),
-                    QStringLiteral("0"), *lost == 0);
+                    QStringLiteral("0"), *lost == 0, false, {rec.span(*start, *start + 1)});
     std::size_t mismatches = 0;
     std::size_t seams = 0;
     std::size_t worst = 0;
@@ -516,6 +579,8 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         const std::size_t copyEnd = std::min(end, at + length - offset);
         const std::size_t diff = differing(rec, at, loop, offset, copyEnd - at);
         mismatches += diff;
+        if (diff > 0)
+            bad.push_back(rec.span(at, copyEnd));
         if (copyEnd == end || copyEnd + window > end) {
             std::printf("    last copy (cut by StopSound): %zu samples, %zu differing\n",
                         copyEnd - at, diff);
@@ -533,14 +598,19 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         if (diff > 0)
             showDifference(rec, at, loop, offset, copyEnd - at);
         worst = std::max(worst, gap);
+        if (gap > 0) {
+            const Span seam = rec.span(copyEnd, *next);
+            bad.push_back({seam.fromUs, seam.toUs, rec.ms(double(gap))});
+        }
         at = *next;
     }
     summary.add(QStringLiteral("loop: seams measured"), QString::number(seams),
                 QStringLiteral(">= %1").arg(minSeams), seams >= minSeams && !lostTrack);
     summary.add(QStringLiteral("loop: worst seam gap"), QStringLiteral("%1 samples").arg(worst),
-                QStringLiteral("0"), !lostTrack && worst == 0);
+                QStringLiteral("0"), !lostTrack && worst == 0, false,
+                lostTrack ? std::vector<Span>{} : bad);
     summary.add(QStringLiteral("loop: samples differing"), QString::number(mismatches),
-                QStringLiteral("0"), mismatches == 0);
+                QStringLiteral("0"), mismatches == 0, false, bad);
 }
 
 // The loop resampled: each seam's gap is the quiet frames around it.
@@ -556,18 +626,23 @@ void envelopeLoop(const Recording &rec, std::size_t from, std::size_t to, const 
     const std::size_t end = rec.loudEnd(*start, to);
     const double length = double(loop.size()) * rec.rate / soundRate;
     const auto copies = static_cast<std::size_t>(double(end - *start) / length) + 2;
-    const std::vector<std::size_t> gaps =
+    const std::vector<Join> joins =
         quietAtJoins(rec, *start, end, std::vector<double>(copies, length));
     std::size_t worst = 0;
-    for (std::size_t k = 0; k < gaps.size(); ++k) {
-        std::printf("    seam %zu: GAP (quiet frames) %zu = %.3f ms\n", k + 1, gaps[k],
-                    rec.ms(double(gaps[k])));
-        worst = std::max(worst, gaps[k]);
+    std::vector<Span> bad;
+    for (std::size_t k = 0; k < joins.size(); ++k) {
+        std::printf("    seam %zu: GAP (quiet frames) %zu = %.3f ms\n", k + 1, joins[k].gap,
+                    rec.ms(double(joins[k].gap)));
+        worst = std::max(worst, joins[k].gap);
+        if (joins[k].gap > 0) {
+            const Span seam = rec.span(joins[k].from, joins[k].to);
+            bad.push_back({seam.fromUs, seam.toUs, rec.ms(double(joins[k].gap))});
+        }
     }
-    summary.add(QStringLiteral("loop: seams measured"), QString::number(gaps.size()),
-                QStringLiteral(">= %1").arg(minSeams), gaps.size() >= minSeams);
+    summary.add(QStringLiteral("loop: seams measured"), QString::number(joins.size()),
+                QStringLiteral(">= %1").arg(minSeams), joins.size() >= minSeams);
     summary.add(QStringLiteral("loop: worst seam gap"), QStringLiteral("%1 frames").arg(worst),
-                QStringLiteral("0"), worst == 0);
+                QStringLiteral("0"), worst == 0, false, bad);
 }
 
 // Nearest-rank percentile of sorted values.
@@ -577,13 +652,29 @@ double percentile(const std::vector<double> &sorted, double p)
     return sorted[std::clamp<std::size_t>(rank, 1, sorted.size()) - 1];
 }
 
-void reportLatency(const char *what, std::vector<double> values, int missing, double limitMs,
-                   Summary &summary)
+// How long after its click a sound was heard.
+struct Latency
+{
+    double ms;
+    double clickUs;
+};
+
+void reportLatency(const char *what, const std::vector<Latency> &latencies, int missing,
+                   double limitMs, Summary &summary)
 {
     std::printf("    %s:", what);
-    for (const double v : values)
-        std::printf(" %.1f", v);
+    std::vector<double> values;
+    std::vector<Span> late;
+    for (const Latency &latency : latencies) {
+        std::printf(" %.1f", latency.ms);
+        values.push_back(latency.ms);
+        if (latency.ms > limitMs)
+            late.push_back({latency.clickUs + 1e3 * limitMs, latency.clickUs + 1e3 * latency.ms,
+                            latency.ms - limitMs});
+    }
     std::printf(" ms; not found (not heard before the next click): %d\n", missing);
+    if (missing > 0)
+        late.clear(); // nothing to say when a sound not heard was due
     if (values.empty()) {
         summary.add(QString::fromUtf8(what), QStringLiteral("none heard"),
                     QStringLiteral("p95 <= %1 ms").arg(limitMs), false);
@@ -600,7 +691,8 @@ void reportLatency(const char *what, std::vector<double> values, int missing, do
                     .arg(p95, 0, 'f', 1)
                     .arg(values.back(), 0, 'f', 1)
                     .arg(values.size()),
-                QStringLiteral("p95 <= %1 ms").arg(limitMs), p95 <= limitMs && missing == 0);
+                QStringLiteral("p95 <= %1 ms").arg(limitMs), p95 <= limitMs && missing == 0, false,
+                late);
 }
 
 // The moments of one round of clicks: a loop started in silence (A, above zero), another
@@ -615,9 +707,9 @@ struct Round
 void analyseClicks(const Recording &rec, const std::vector<Round> &rounds, double phaseEnd,
                    double limitMs, Summary &summary)
 {
-    std::vector<double> fromSilence, whileLooping, toSilence;
+    std::vector<Latency> fromSilence, whileLooping, toSilence;
     int missingA = 0, missingB = 0, missingStop = 0;
-    std::optional<double> first;
+    std::optional<Latency> first;
     for (std::size_t r = 0; r < rounds.size(); ++r) {
         const Round &round = rounds[r];
         const std::size_t bound =
@@ -633,13 +725,13 @@ void analyseClicks(const Recording &rec, const std::vector<Round> &rounds, doubl
         const auto heardA = onsetA ? rec.heardAtUs(*onsetA) : std::nullopt;
         const auto heardB = onsetB ? rec.heardAtUs(*onsetB) : std::nullopt;
         if (heardA && r == 0)
-            first = (*heardA - round.startA) / 1000.0;
+            first = {(*heardA - round.startA) / 1000.0, round.startA};
         if (heardA)
-            fromSilence.push_back((*heardA - round.startA) / 1000.0);
+            fromSilence.push_back({(*heardA - round.startA) / 1000.0, round.startA});
         else
             ++missingA;
         if (heardB)
-            whileLooping.push_back((*heardB - round.startB) / 1000.0);
+            whileLooping.push_back({(*heardB - round.startB) / 1000.0, round.startB});
         else
             ++missingB;
         // A stop is timed only when it stopped something heard: when the second sound was never
@@ -647,16 +739,19 @@ void analyseClicks(const Recording &rec, const std::vector<Round> &rounds, doubl
         const std::size_t silence = onsetB ? rec.loudEnd(*onsetB, bound) : 0;
         const auto heardSilence = onsetB ? rec.heardAtUs(silence) : std::nullopt;
         if (heardSilence)
-            toSilence.push_back((*heardSilence - round.stop) / 1000.0);
+            toSilence.push_back({(*heardSilence - round.stop) / 1000.0, round.stop});
         else
             ++missingStop;
     }
     // The first click came a second after the start, as the user's first does.
     if (first)
-        std::printf("    FIRST CLICK after the start: %.1f ms\n", *first);
+        std::printf("    FIRST CLICK after the start: %.1f ms\n", first->ms);
     summary.add(QStringLiteral("first click after start"),
-                first ? msText(*first) : QStringLiteral("not heard"),
-                QStringLiteral("<= %1 ms").arg(limitMs), first && *first <= limitMs);
+                first ? msText(first->ms) : QStringLiteral("not heard"),
+                QStringLiteral("<= %1 ms").arg(limitMs), first && first->ms <= limitMs, false,
+                first ? std::vector<Span>{{first->clickUs + 1e3 * limitMs,
+                                           first->clickUs + 1e3 * first->ms, first->ms - limitMs}}
+                      : std::vector<Span>{});
     reportLatency("click to sound, from silence", fromSilence, missingA, limitMs, summary);
     reportLatency("click to sound, over another loop", whileLooping, missingB, limitMs, summary);
     reportLatency("StopSound to silence", toSilence, missingStop, limitMs, summary);
@@ -666,7 +761,7 @@ void analyseClicks(const Recording &rec, const std::vector<Round> &rounds, doubl
 void analyseWakes(const Recording &rec, const std::vector<double> &wakes, double phaseEnd,
                   double limitMs, Summary &summary)
 {
-    std::vector<double> values;
+    std::vector<Latency> values;
     int missing = 0;
     for (std::size_t w = 0; w < wakes.size(); ++w) {
         const std::size_t bound = rec.frameAt(w + 1 < wakes.size() ? wakes[w + 1] : phaseEnd);
@@ -675,7 +770,7 @@ void analyseWakes(const Recording &rec, const std::vector<double> &wakes, double
             if (rec.x[i] >= quiet)
                 heard = rec.heardAtUs(i);
         if (heard)
-            values.push_back((*heard - wakes[w]) / 1000.0);
+            values.push_back({(*heard - wakes[w]) / 1000.0, wakes[w]});
         else
             ++missing;
     }
@@ -954,7 +1049,10 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
                         late);
             summary.add(QStringLiteral("group end: input - audible end"), msText(late),
                         QStringLiteral("|x| <= %1 ms").arg(groupEndLimitMs),
-                        std::abs(late) <= groupEndLimitMs);
+                        std::abs(late) <= groupEndLimitMs, false,
+                        late > 0 ? std::vector<Span>{{*heardEnd + 1e3 * groupEndLimitMs, inputTaken,
+                                                      late - groupEndLimitMs}}
+                                 : std::vector<Span>{}); // a stall cannot make it early
         } else {
             summary.add(QStringLiteral("group end: input - audible end"),
                         QStringLiteral("not found"),
@@ -972,6 +1070,8 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
         std::printf("\n(a) %zu groups played one after another for %d s\n", groupsPlayed.size(),
                     plan.longMs / 1000);
         int failed = 0;
+        bool placed = true;
+        std::vector<Span> failedSpans;
         for (std::size_t g = 0; g < groupsPlayed.size(); ++g) {
             const double next = g + 1 < groupsPlayed.size() ? groupsPlayed[g + 1].first : soundsEnd;
             std::printf("  group %zu\n", g + 1);
@@ -982,11 +1082,20 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
             else
                 envelopeGroup(rec, rec.frameAt(groupsPlayed[g].first), rec.frameAt(next),
                               sounds.group, one);
-            failed += !one.ok();
+            if (!one.ok()) {
+                ++failed;
+                placed = placed && one.placed();
+                const std::size_t from = rec.frameAt(groupsPlayed[g].first);
+                const std::size_t to = rec.frameAt(next);
+                const std::size_t first = rec.firstLoud(from, to).value_or(from);
+                const Span heard = rec.span(first, rec.loudEnd(first, to));
+                failedSpans.push_back({heard.fromUs, heard.toUs, one.overMs()});
+            }
         }
         summary.add(QStringLiteral("groups with a gap or a wrong sample"),
                     QStringLiteral("%1 of %2").arg(failed).arg(groupsPlayed.size()),
-                    QStringLiteral("0"), failed == 0 && groupsPlayed.size() >= 10);
+                    QStringLiteral("0"), failed == 0 && groupsPlayed.size() >= 10, false,
+                    groupsPlayed.size() >= 10 && placed ? failedSpans : std::vector<Span>{});
     }
 
     std::printf("\n(d) idle: %.1f s\n", idleSeconds);
@@ -1012,7 +1121,8 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
                                                   0, 'f', 2));
     std::printf("\n%s result: %s\n", qPrintable(plan.pass), summary.ok() ? "PASS" : "FAIL");
     std::fflush(stdout);
-    summary.write(summaryPath);
+    if (!summary.write(summaryPath))
+        return 2;
     return summary.ok() ? 0 : 1;
 }
 
@@ -1043,7 +1153,7 @@ public:
                 if (CPU_ISSET(core, &usable))
                     m_threads.emplace_back([this, core] { watch(core); });
         } catch (const std::system_error &) {
-            problem(QStringLiteral("a probe thread could not start"));
+            setProblem(QStringLiteral("a probe thread could not start"));
         }
     }
     ~StallProbe() { stop(); }
@@ -1054,17 +1164,20 @@ public:
         m_stop = true;
         for (std::thread &thread : std::exchange(m_threads, {}))
             thread.join();
+        if (m_stopUs == 0)
+            m_stopUs = nowUs();
     }
 
     // Why the cores were not all watched; empty when they were. Read after stop().
     const QString &problem() const { return m_problem; }
     double startUs() const { return m_startUs; }
+    double stopUs() const { return m_stopUs; }
     double longestMs() const { return m_longestMs; }
     // The stalls longer than reportMs, in the order they ended.
     const std::vector<Stall> &stalls() const { return m_stalls; }
 
 private:
-    void problem(const QString &text)
+    void setProblem(const QString &text)
     {
         const std::lock_guard lock(m_mutex);
         m_problem = text;
@@ -1075,10 +1188,10 @@ private:
         CPU_ZERO(&set);
         CPU_SET(core, &set);
         if (::pthread_setaffinity_np(::pthread_self(), sizeof(set), &set) != 0)
-            return problem(QStringLiteral("a probe could not be held to its core"));
+            return setProblem(QStringLiteral("a probe could not be held to its core"));
         const sched_param top = {::sched_get_priority_max(SCHED_FIFO)};
         if (::pthread_setschedparam(::pthread_self(), SCHED_FIFO, &top) != 0)
-            return problem(QStringLiteral("no real-time priority for the probe"));
+            return setProblem(QStringLiteral("no real-time priority for the probe"));
         timespec due = {};
         ::clock_gettime(CLOCK_MONOTONIC, &due);
         while (!m_stop) {
@@ -1105,6 +1218,7 @@ private:
 
     const double m_reportMs;
     const double m_startUs;
+    double m_stopUs = 0;
     std::vector<std::thread> m_threads;
     std::atomic<bool> m_stop = false;
     std::mutex m_mutex;
@@ -1133,9 +1247,10 @@ QByteArray countingSignal(int seconds)
     return bytes;
 }
 
-// Breaks in the counting between its first and last sound, every skip or inserted silence: the
-// frame (in the recording) where each begins.
-std::vector<std::size_t> countingBreaks(const QByteArray &raw, std::size_t &frames)
+// Breaks in the counting between its first and last sound, each skip and each stretch of
+// inserted silence: the frames (in the recording) where each begins and where counting goes on.
+std::vector<std::pair<std::size_t, std::size_t>> countingBreaks(const QByteArray &raw,
+                                                                std::size_t &frames)
 {
     std::vector<qint16> x(std::size_t(raw.size() / 4));
     for (std::size_t i = 0; i < x.size(); ++i)
@@ -1147,22 +1262,44 @@ std::vector<std::size_t> countingBreaks(const QByteArray &raw, std::size_t &fram
     while (last > first && x[last - 1] < besideLow)
         --last;
     frames = last - first;
-    std::vector<std::size_t> breaks;
+    std::vector<std::pair<std::size_t, std::size_t>> breaks;
     for (std::size_t i = first + 1; i < last; ++i) {
         const int expected = x[i - 1] + 1 == besideLow + besideSpan ? besideLow : x[i - 1] + 1;
         if (x[i] == expected)
             continue;
-        breaks.push_back(i);
-        if (breaks.size() <= 5)
+        if (breaks.size() < 5)
             std::printf("    break at %.3f s: %d after %d\n", double(i - first) / besideRate, x[i],
                         x[i - 1]);
+        const std::size_t from = i;
+        while (i + 1 < last && x[i] < besideLow) // inserted silence is one break, however long
+            ++i;
+        breaks.emplace_back(from, i);
     }
     return breaks;
 }
 
-// A skip that reached the file while a core stood still for longer than a graph cycle, or
-// within a second after: pipewire-pulse, which carries the other program's stream, puts it
-// right once its thread runs again.
+// A stall of a core longer than a graph cycle, and the second after it, in which the servers'
+// threads catch up.
+double stallWindowEnd(const StallProbe::Stall &stall)
+{
+    return stall.startUs + 1e3 * stall.ms + 1e6;
+}
+
+// Whether the stalls' windows cover at most a tenth of the session.
+bool stallsAreFew(const StallProbe &probe)
+{
+    std::vector<StallProbe::Stall> stalls = probe.stalls();
+    std::sort(stalls.begin(), stalls.end(),
+              [](const auto &a, const auto &b) { return a.startUs < b.startUs; });
+    double covered = 0, reach = 0;
+    for (const StallProbe::Stall &stall : stalls) {
+        covered += std::max(0.0, stallWindowEnd(stall) - std::max(stall.startUs, reach));
+        reach = std::max(reach, stallWindowEnd(stall));
+    }
+    return covered <= 0.1 * (probe.stopUs() - probe.startUs());
+}
+
+// Whether a frame of the other program's stream reached the file in a stall's window.
 bool whileACoreStoodStill(std::size_t frame, const std::vector<GrowthLog::Arrival> &arrivals,
                           const std::vector<StallProbe::Stall> &stalls)
 {
@@ -1171,9 +1308,72 @@ bool whileACoreStoodStill(std::size_t frame, const std::vector<GrowthLog::Arriva
                      [&](const GrowthLog::Arrival &a) { return a.frames > frame; });
     return arrival != arrivals.end() &&
            std::any_of(stalls.begin(), stalls.end(), [&](const StallProbe::Stall &stall) {
-               return arrival->us >= stall.startUs &&
-                      arrival->us <= stall.startUs + 1e3 * stall.ms + 1e6;
+               return arrival->us >= stall.startUs && arrival->us <= stallWindowEnd(stall);
            });
+}
+
+// A host that takes the cores from this virtual machine for longer than a graph cycle stops
+// the server's sink and every client at once. PulseAudio's sink catches up after it, and a new
+// sound sent just before loses its start; PipeWire's graph goes on a cycle or two behind, and a
+// stream filled in the cycle that plays it loses the buffer it hands over first. A session made
+// to stand still for 20 ms every 3 s (a cgroup freezer) failed groups on both servers this way.
+// A failed figure is therefore excused where the sound that failed it was heard during such a
+// stall or in the second after it, and was late by no more than the stall and a cycle. Not
+// when the stalls' seconds cover more than a tenth of the session: then the stalls may be of
+// our own making (a real-time thread that spins is throttled, and the probe with it) and too
+// little was heard undisturbed. Failures not excused get the times at which their sound was
+// heard, to be held against the stalls the session lists. Whether any failure is left.
+bool excuseStalls(const QString &summaryPath, qint64 sessionStart, const StallProbe &probe)
+{
+    const std::vector<StallProbe::Stall> &stalls = probe.stalls();
+    const bool fewStalls = stallsAreFew(probe);
+    const auto excusable = [&](const Span &span) {
+        return std::any_of(stalls.begin(), stalls.end(), [&](const StallProbe::Stall &stall) {
+            return span.toUs >= stall.startUs && span.fromUs <= stallWindowEnd(stall) &&
+                   span.overMs <= stall.ms + graphCycleMs;
+        });
+    };
+
+    QFile file(summaryPath);
+    if (!file.open(QIODevice::ReadWrite) || !file.seek(sessionStart))
+        return true;
+    QList<QByteArray> rows = file.readAll().split('\n');
+    bool failed = false;
+    for (QByteArray &row : rows) {
+        QList<QByteArray> f = row.split('\t');
+        if (f.size() < 5 || f[4] != "FAIL")
+            continue;
+        std::vector<Span> spans;
+        bool readable = f.size() == 6;
+        for (const QByteArray &text : f.size() == 6 ? f[5].split(' ') : QList<QByteArray>{}) {
+            const QList<QByteArray> parts = text.split('-');
+            bool ok[3] = {};
+            if (parts.size() == 3)
+                spans.push_back({parts[0].toDouble(&ok[0]), parts[1].toDouble(&ok[1]),
+                                 parts[2].toDouble(&ok[2])});
+            readable = readable && ok[0] && ok[1] && ok[2];
+        }
+        const bool excused = readable && fewStalls && probe.problem().isEmpty() && !spans.empty() &&
+                             std::all_of(spans.begin(), spans.end(), excusable);
+        if (excused) {
+            f[2] += ", each while a core stood still";
+            f[4] = "OPEN";
+        } else if (!spans.empty()) {
+            QStringList at;
+            for (const Span &span : spans | std::views::take(5))
+                at << QString::number((span.fromUs - probe.startUs()) / 1e6, 'f', 1);
+            f[2] += QStringLiteral(" (at %1 s%2)")
+                        .arg(at.join(QStringLiteral(", ")),
+                             fewStalls ? QString() : QStringLiteral("; too many stalls to excuse"))
+                        .toUtf8();
+        }
+        failed = failed || !excused;
+        row = f.join('\t');
+    }
+    const QByteArray text = rows.join('\n');
+    if (!file.resize(sessionStart) || !file.seek(sessionStart) || file.write(text) != text.size())
+        return true;
+    return failed;
 }
 
 // One server, four clients at once, each on a pipe sink of its own: clicks, a group and a long
@@ -1247,6 +1447,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
                            : 60000;
     // The click client plays for about 40 s plus the loop; idle starts after all are done.
     const double idleAt = nowUs() + 1e3 * (longMs + 52000);
+    const qint64 sessionStart = QFileInfo(summaryPath).size();
     StallProbe probe(graphCycleMs);
     std::vector<std::unique_ptr<QProcess>> clients;
     for (std::size_t k = 0; k < std::size(sinks); ++k) {
@@ -1290,6 +1491,9 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
         worst = std::max(worst, code);
     }
     probe.stop();
+    // A client that could not run says so itself; one that failed may be excused.
+    if (worst == 1)
+        worst = excuseStalls(summaryPath, sessionStart, probe) ? 1 : 0;
     for (const auto &busyProcess : load)
         busyProcess->kill();
     beside.terminate();
@@ -1301,9 +1505,9 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     QFile besideFile(base.filePath(QStringLiteral("beside.raw")));
     std::size_t frames = 0;
     const std::vector<GrowthLog::Arrival> besideArrivals = besideGrowth.finish();
-    const std::vector<std::size_t> breaks = besideFile.open(QIODevice::ReadOnly)
-                                                ? countingBreaks(besideFile.readAll(), frames)
-                                                : std::vector<std::size_t>{};
+    const std::vector<std::pair<std::size_t, std::size_t>> breaks =
+        besideFile.open(QIODevice::ReadOnly) ? countingBreaks(besideFile.readAll(), frames)
+                                             : std::vector<std::pair<std::size_t, std::size_t>>{};
     const bool heardThrough =
         besideFile.isOpen() && frames > std::size_t(besideRate) * longMs / 1000;
     std::printf("\n(e) another program's stream beside ours: %.1f s heard, %zu skips or gaps\n",
@@ -1318,17 +1522,27 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
         std::printf("    core %d stood still for %.1f ms, %.1f s after the clients started\n",
                     stall.core, stall.ms, (stall.startUs - probe.startUs()) / 1e6);
     // The other program's stream goes through pipewire-pulse, whose real-time thread misses
-    // cycles while its core stands still (100 ms at a time, once, under load). Our streams came
-    // through such stalls whole, and none of their figures is excused.
-    const bool stoodStill = server == QLatin1String("pipewire") && probe.problem().isEmpty() &&
-                            !breaks.empty() &&
-                            std::all_of(breaks.begin(), breaks.end(), [&](std::size_t frame) {
-                                return whileACoreStoodStill(frame, besideArrivals, probe.stalls());
-                            });
+    // cycles while its core stands still (100 ms at a time, once, under load). PulseAudio gives
+    // it a buffer of 2 s, which no stall seen here emptied.
+    const bool stoodStill =
+        server == QLatin1String("pipewire") && probe.problem().isEmpty() && stallsAreFew(probe) &&
+        !breaks.empty() && std::all_of(breaks.begin(), breaks.end(), [&](const auto &gap) {
+            return whileACoreStoodStill(gap.first, besideArrivals, probe.stalls()) &&
+                   whileACoreStoodStill(gap.second, besideArrivals, probe.stalls());
+        });
     Summary summary(name);
-    summary.report(QStringLiteral("longest stall of a core"), probe.problem().isEmpty()
-                                                                  ? msText(probe.longestMs())
-                                                                  : QStringLiteral("not watched"));
+    // With the times of the stalls, so that the summary alone shows what they may excuse.
+    QStringList stallTimes;
+    for (const StallProbe::Stall &stall : probe.stalls() | std::views::take(6))
+        stallTimes << QString::number((stall.startUs - probe.startUs()) / 1e6, 'f', 1);
+    const QString longest =
+        msText(probe.longestMs()) + (stallTimes.isEmpty()
+                                         ? QString()
+                                         : QStringLiteral("; %1 over a cycle, at %2 s")
+                                               .arg(probe.stalls().size())
+                                               .arg(stallTimes.join(QStringLiteral(", "))));
+    summary.report(QStringLiteral("longest stall of a core"),
+                   probe.problem().isEmpty() ? longest : QStringLiteral("not watched"));
     summary.add(
         QStringLiteral("skips of another program's stream"),
         QStringLiteral("%1 in %2 s%3")
@@ -1356,7 +1570,7 @@ void printSummary(const QString &summaryPath, int worst)
     QList<QList<QByteArray>> outside;
     for (const QByteArray &line : rows) {
         const QList<QByteArray> f = line.split('\t');
-        if (f.size() != 5)
+        if (f.size() < 5)
             continue;
         print(f);
         if (f[4] == "FAIL" || f[4] == "OPEN")

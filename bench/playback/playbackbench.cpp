@@ -67,8 +67,9 @@ constexpr std::size_t minSeams = 5;
 // A sink whose next block comes this much later than its last one ran out had stopped, or its
 // clock stepped: PipeWire's graph, held up for longer than a cycle, goes on one or two cycles
 // behind and never catches up, and the bounds from before the step would put every frame for
-// the next half second that much early. A reader at real-time priority is this late only when
-// the machine stood still, and then puts the frames of one block late, not more.
+// the next half second that much early. The reader and the watch of the file run at real-time
+// priority: late by this much only when the machine stood still, they put the frames of one
+// block late, not more.
 constexpr double restartGapUs = 8000.0;
 
 using Sound = std::vector<qint16>;
@@ -152,6 +153,9 @@ public:
     GrowthLog(const QString &path, int frameBytes) : m_path(QFile::encodeName(path))
     {
         m_thread = std::thread([this, frameBytes] {
+            // As the recorder: the busy processes must not make the arrivals late.
+            const sched_param lowest = {1};
+            ::pthread_setschedparam(::pthread_self(), SCHED_FIFO, &lowest);
             std::size_t last = 0;
             while (!m_stop) {
                 struct stat info = {};
@@ -378,8 +382,8 @@ public:
                            pass ? QString() : spans.join(u' '));
         m_ok = m_ok && (pass || excused);
         m_placed = m_placed && (pass || excused || !heard.empty());
-        for (const Span &span : heard)
-            m_overMs = std::max(m_overMs, pass ? 0.0 : span.overMs);
+        if (!pass)
+            m_failedSpans.insert(m_failedSpans.end(), heard.begin(), heard.end());
     }
     // A figure shown without a limit.
     void report(const QString &figure, const QString &value)
@@ -389,12 +393,13 @@ public:
     bool ok() const { return m_ok; }
     // Whether every failed figure named when its sound was heard.
     bool placed() const { return m_placed; }
-    // How far the failed figures that say so were over their limits, the most.
-    double overMs() const { return m_overMs; }
+    // When the sounds that failed figures were heard.
+    const std::vector<Span> &failedSpans() const { return m_failedSpans; }
     bool write(const QString &path) const
     {
         QFile file(path);
-        return file.open(QIODevice::Append) && file.write(m_text.toUtf8()) >= 0;
+        const QByteArray bytes = m_text.toUtf8();
+        return file.open(QIODevice::Append) && file.write(bytes) == bytes.size() && file.flush();
     }
 
 private:
@@ -402,7 +407,7 @@ private:
     QString m_text;
     bool m_ok = true;
     bool m_placed = true;
-    double m_overMs = 0;
+    std::vector<Span> m_failedSpans;
 };
 
 QString msText(double ms)
@@ -423,13 +428,14 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         summary.add(QStringLiteral("group heard"), QStringLiteral("no"), {}, false);
         return to;
     }
-    const Span heard = rec.span(*first, rec.loudEnd(*first, to));
+    const Span start = rec.span(*first, *first + 1);
     std::printf("    start of the first sound missing: %zu samples = %.3f ms%s\n", *lost,
                 rec.ms(double(*lost)), mayLoseStart && *lost ? " (the monitor's own loss)" : "");
     if (!mayLoseStart)
         summary.add(QStringLiteral("group: start missing"), QStringLiteral("%1 samples").arg(*lost),
                     QStringLiteral("0"), *lost == 0, false,
-                    {{heard.fromUs, heard.toUs, rec.ms(double(*lost))}});
+                    {{start.fromUs, start.toUs, rec.ms(double(*lost))}});
+    std::vector<Span> gaps;
     std::size_t at = *first;
     std::size_t offset = *lost;
     std::size_t worstGap = 0;
@@ -458,17 +464,20 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         const auto gap = static_cast<long long>(*next) - static_cast<long long>(end);
         std::printf("    join %zu: GAP %lld samples = %.3f ms\n", k + 1, gap, rec.ms(double(gap)));
         worstGap = std::max(worstGap, static_cast<std::size_t>(std::llabs(gap)));
+        if (gap != 0) {
+            const Span join = rec.span(std::min(end, *next), std::max(end, *next));
+            gaps.push_back({join.fromUs, join.toUs, rec.ms(double(std::llabs(gap)))});
+        }
         at = *next;
         offset = 0;
     }
     summary.add(QStringLiteral("group: worst join gap"),
                 allFound ? QStringLiteral("%1 samples").arg(worstGap) : QStringLiteral("not found"),
                 QStringLiteral("0"), allFound && worstGap == 0, false,
-                allFound ? std::vector<Span>{{heard.fromUs, heard.toUs, rec.ms(double(worstGap))}}
-                         : std::vector<Span>{});
+                allFound ? gaps : std::vector<Span>{});
+    // Where the sounds were found, a stall does not change their samples.
     summary.add(QStringLiteral("group: samples differing"), QString::number(allDiffering),
-                QStringLiteral("0"), allFound && allDiffering == 0, false,
-                allFound ? std::vector<Span>{heard} : std::vector<Span>{});
+                QStringLiteral("0"), allFound && allDiffering == 0);
     return rec.loudEnd(*first, to);
 }
 
@@ -526,10 +535,15 @@ std::size_t envelopeGroup(const Recording &rec, std::size_t from, std::size_t to
     }
     const std::vector<Join> joins = quietAtJoins(rec, *first, end, lengths);
     std::size_t worst = 0;
+    std::vector<Span> gaps;
     for (std::size_t k = 0; k < joins.size(); ++k) {
         std::printf("    join %zu: GAP (quiet frames) %zu = %.3f ms\n", k + 1, joins[k].gap,
                     rec.ms(double(joins[k].gap)));
         worst = std::max(worst, joins[k].gap);
+        if (joins[k].gap > 0) {
+            const Span join = rec.span(joins[k].from, joins[k].to);
+            gaps.push_back({join.fromUs, join.toUs, rec.ms(double(joins[k].gap))});
+        }
     }
     const double heard = double(end - *first);
     std::printf("    group audible for %.3f ms, its sounds last %.3f ms\n", rec.ms(heard),
@@ -538,10 +552,9 @@ std::size_t envelopeGroup(const Recording &rec, std::size_t from, std::size_t to
     summary.add(QStringLiteral("group: worst join gap"),
                 joinsFound ? QStringLiteral("%1 frames").arg(worst) : QStringLiteral("cut short"),
                 QStringLiteral("0"), joinsFound && worst == 0, false,
-                joinsFound ? std::vector<Span>{{span.fromUs, span.toUs, rec.ms(double(worst))}}
-                           : std::vector<Span>{});
+                joinsFound ? gaps : std::vector<Span>{});
     // A cut or a dropout shortens the group; the resampler's filter softens both its edges,
-    // which a millisecond allows for.
+    // which a millisecond allows for. Where in the group it lies is not known here.
     summary.add(QStringLiteral("group: audible - own length"), msText(rec.ms(heard - total)),
                 QStringLiteral("|x| <= 1 ms"), std::abs(rec.ms(heard - total)) <= 1.0, false,
                 {{span.fromUs, span.toUs, std::abs(rec.ms(heard - total)) - 1.0}});
@@ -561,7 +574,8 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         summary.add(QStringLiteral("loop heard"), QStringLiteral("no"), {}, false);
         return;
     }
-    std::vector<Span> bad; // where a seam or a copy is wrong
+    const Span begin = rec.span(*start, *start + 1);
+    std::vector<Span> bad; // the seams with a gap
     // The loop's region runs to the last loud sample: a gap inside it does not end it.
     const std::size_t end = rec.loudEnd(*start, to);
     const std::size_t length = loop.size();
@@ -570,7 +584,8 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
                 mayLoseStart && *lost ? " (the monitor's own loss)" : "");
     if (!mayLoseStart)
         summary.add(QStringLiteral("loop: start missing"), QStringLiteral("%1 samples").arg(*lost),
-                    QStringLiteral("0"), *lost == 0, false, {rec.span(*start, *start + 1)});
+                    QStringLiteral("0"), *lost == 0, false,
+                    {{begin.fromUs, begin.toUs, rec.ms(double(*lost))}});
     std::size_t mismatches = 0;
     std::size_t seams = 0;
     std::size_t worst = 0;
@@ -579,8 +594,6 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         const std::size_t copyEnd = std::min(end, at + length - offset);
         const std::size_t diff = differing(rec, at, loop, offset, copyEnd - at);
         mismatches += diff;
-        if (diff > 0)
-            bad.push_back(rec.span(at, copyEnd));
         if (copyEnd == end || copyEnd + window > end) {
             std::printf("    last copy (cut by StopSound): %zu samples, %zu differing\n",
                         copyEnd - at, diff);
@@ -610,7 +623,7 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
                 QStringLiteral("0"), !lostTrack && worst == 0, false,
                 lostTrack ? std::vector<Span>{} : bad);
     summary.add(QStringLiteral("loop: samples differing"), QString::number(mismatches),
-                QStringLiteral("0"), mismatches == 0, false, bad);
+                QStringLiteral("0"), mismatches == 0);
 }
 
 // The loop resampled: each seam's gap is the quiet frames around it.
@@ -1050,9 +1063,8 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
             summary.add(QStringLiteral("group end: input - audible end"), msText(late),
                         QStringLiteral("|x| <= %1 ms").arg(groupEndLimitMs),
                         std::abs(late) <= groupEndLimitMs, false,
-                        late > 0 ? std::vector<Span>{{*heardEnd + 1e3 * groupEndLimitMs, inputTaken,
-                                                      late - groupEndLimitMs}}
-                                 : std::vector<Span>{}); // a stall cannot make it early
+                        {{std::min(*heardEnd, inputTaken), std::max(*heardEnd, inputTaken),
+                          std::abs(late) - groupEndLimitMs}});
         } else {
             summary.add(QStringLiteral("group end: input - audible end"),
                         QStringLiteral("not found"),
@@ -1085,11 +1097,8 @@ int runClient(const ClientPlan &plan, const QString &summaryPath, bool exact)
             if (!one.ok()) {
                 ++failed;
                 placed = placed && one.placed();
-                const std::size_t from = rec.frameAt(groupsPlayed[g].first);
-                const std::size_t to = rec.frameAt(next);
-                const std::size_t first = rec.firstLoud(from, to).value_or(from);
-                const Span heard = rec.span(first, rec.loudEnd(first, to));
-                failedSpans.push_back({heard.fromUs, heard.toUs, one.overMs()});
+                failedSpans.insert(failedSpans.end(), one.failedSpans().begin(),
+                                   one.failedSpans().end());
             }
         }
         summary.add(QStringLiteral("groups with a gap or a wrong sample"),
@@ -1299,16 +1308,21 @@ bool stallsAreFew(const StallProbe &probe)
     return covered <= 0.1 * (probe.stopUs() - probe.startUs());
 }
 
-// Whether a frame of the other program's stream reached the file in a stall's window.
-bool whileACoreStoodStill(std::size_t frame, const std::vector<GrowthLog::Arrival> &arrivals,
+// Whether frames [from, to] of the other program's stream reached the file in one stall's
+// window.
+bool whileACoreStoodStill(std::size_t from, std::size_t to,
+                          const std::vector<GrowthLog::Arrival> &arrivals,
                           const std::vector<StallProbe::Stall> &stalls)
 {
-    const auto arrival =
-        std::find_if(arrivals.begin(), arrivals.end(),
-                     [&](const GrowthLog::Arrival &a) { return a.frames > frame; });
-    return arrival != arrivals.end() &&
+    const auto arrivalOf = [&](std::size_t frame) {
+        return std::find_if(arrivals.begin(), arrivals.end(),
+                            [&](const GrowthLog::Arrival &a) { return a.frames > frame; });
+    };
+    const auto first = arrivalOf(from);
+    const auto last = arrivalOf(to);
+    return first != arrivals.end() && last != arrivals.end() &&
            std::any_of(stalls.begin(), stalls.end(), [&](const StallProbe::Stall &stall) {
-               return arrival->us >= stall.startUs && arrival->us <= stallWindowEnd(stall);
+               return first->us >= stall.startUs && last->us <= stallWindowEnd(stall);
            });
 }
 
@@ -1318,7 +1332,7 @@ bool whileACoreStoodStill(std::size_t frame, const std::vector<GrowthLog::Arriva
 // stream filled in the cycle that plays it loses the buffer it hands over first. A session made
 // to stand still for 20 ms every 3 s (a cgroup freezer) failed groups on both servers this way.
 // A failed figure is therefore excused where the sound that failed it was heard during such a
-// stall or in the second after it, and was late by no more than the stall and a cycle. Not
+// stall or in the second after it, and was off by no more than the stall and a cycle. Not
 // when the stalls' seconds cover more than a tenth of the session: then the stalls may be of
 // our own making (a real-time thread that spins is throttled, and the probe with it) and too
 // little was heard undisturbed. Failures not excused get the times at which their sound was
@@ -1527,8 +1541,7 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
     const bool stoodStill =
         server == QLatin1String("pipewire") && probe.problem().isEmpty() && stallsAreFew(probe) &&
         !breaks.empty() && std::all_of(breaks.begin(), breaks.end(), [&](const auto &gap) {
-            return whileACoreStoodStill(gap.first, besideArrivals, probe.stalls()) &&
-                   whileACoreStoodStill(gap.second, besideArrivals, probe.stalls());
+            return whileACoreStoodStill(gap.first, gap.second, besideArrivals, probe.stalls());
         });
     Summary summary(name);
     // With the times of the stalls, so that the summary alone shows what they may excuse.
@@ -1550,9 +1563,9 @@ int runSession(const QString &server, bool busy, const QString &summaryPath)
             .arg(double(frames) / besideRate, 0, 'f', 1)
             .arg(stoodStill ? QStringLiteral(", each while a core stood still") : QString()),
         QStringLiteral("0"), breaks.empty() && heardThrough, stoodStill && heardThrough);
-    summary.write(summaryPath);
+    const bool written = summary.write(summaryPath);
     std::fflush(stdout);
-    return std::max(worst, summary.ok() ? 0 : 1);
+    return written ? std::max(worst, summary.ok() ? 0 : 1) : 2;
 }
 
 void printSummary(const QString &summaryPath, int worst)

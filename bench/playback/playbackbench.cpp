@@ -512,6 +512,23 @@ std::vector<Join> quietAtJoins(const Recording &rec, std::size_t start, std::siz
     return joins;
 }
 
+// Prints each join's quiet frames: the most of them, and where gaps were heard and how long.
+std::size_t reportJoins(const Recording &rec, const std::vector<Join> &joins, const char *what,
+                        std::vector<Span> &gaps)
+{
+    std::size_t worst = 0;
+    for (std::size_t k = 0; k < joins.size(); ++k) {
+        std::printf("    %s %zu: GAP (quiet frames) %zu = %.3f ms\n", what, k + 1, joins[k].gap,
+                    rec.ms(double(joins[k].gap)));
+        worst = std::max(worst, joins[k].gap);
+        if (joins[k].gap > 0) {
+            const Span heard = rec.span(joins[k].from, joins[k].to);
+            gaps.push_back({heard.fromUs, heard.toUs, rec.ms(double(joins[k].gap))});
+        }
+    }
+    return worst;
+}
+
 // The group at a rate the server resamples to: samples cannot be compared, so a join's gap is
 // the quiet frames around it (the sounds never come near zero, also not at their joins), and
 // the group's audible length is held against the sounds' own.
@@ -534,17 +551,8 @@ std::size_t envelopeGroup(const Recording &rec, std::size_t from, std::size_t to
         total += lengths.back();
     }
     const std::vector<Join> joins = quietAtJoins(rec, *first, end, lengths);
-    std::size_t worst = 0;
     std::vector<Span> gaps;
-    for (std::size_t k = 0; k < joins.size(); ++k) {
-        std::printf("    join %zu: GAP (quiet frames) %zu = %.3f ms\n", k + 1, joins[k].gap,
-                    rec.ms(double(joins[k].gap)));
-        worst = std::max(worst, joins[k].gap);
-        if (joins[k].gap > 0) {
-            const Span join = rec.span(joins[k].from, joins[k].to);
-            gaps.push_back({join.fromUs, join.toUs, rec.ms(double(joins[k].gap))});
-        }
-    }
+    const std::size_t worst = reportJoins(rec, joins, "join", gaps);
     const double heard = double(end - *first);
     std::printf("    group audible for %.3f ms, its sounds last %.3f ms\n", rec.ms(heard),
                 rec.ms(total));
@@ -641,17 +649,8 @@ void envelopeLoop(const Recording &rec, std::size_t from, std::size_t to, const 
     const auto copies = static_cast<std::size_t>(double(end - *start) / length) + 2;
     const std::vector<Join> joins =
         quietAtJoins(rec, *start, end, std::vector<double>(copies, length));
-    std::size_t worst = 0;
     std::vector<Span> bad;
-    for (std::size_t k = 0; k < joins.size(); ++k) {
-        std::printf("    seam %zu: GAP (quiet frames) %zu = %.3f ms\n", k + 1, joins[k].gap,
-                    rec.ms(double(joins[k].gap)));
-        worst = std::max(worst, joins[k].gap);
-        if (joins[k].gap > 0) {
-            const Span seam = rec.span(joins[k].from, joins[k].to);
-            bad.push_back({seam.fromUs, seam.toUs, rec.ms(double(joins[k].gap))});
-        }
-    }
+    const std::size_t worst = reportJoins(rec, joins, "seam", bad);
     summary.add(QStringLiteral("loop: seams measured"), QString::number(joins.size()),
                 QStringLiteral(">= %1").arg(minSeams), joins.size() >= minSeams);
     summary.add(QStringLiteral("loop: worst seam gap"), QStringLiteral("%1 frames").arg(worst),

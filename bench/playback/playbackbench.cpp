@@ -273,7 +273,7 @@ struct Recording
 
     // When frames [from, to) were heard; where the sink's clock is unknown, when they reached
     // the file.
-    Span span(std::size_t from, std::size_t to) const
+    Span span(std::size_t from, std::size_t to, double overMs = 0) const
     {
         const auto at = [&](std::size_t n) {
             if (const auto heard = heardAtUs(n))
@@ -283,7 +283,7 @@ struct Recording
                              [&](const GrowthLog::Arrival &a) { return a.frames > n; });
             return arrival == arrivals.end() ? 0.0 : arrival->us;
         };
-        return {at(from), at(std::max(from, to))};
+        return {at(from), at(std::max(from, to)), overMs};
     }
 
     // The first frame heard at or after us.
@@ -428,13 +428,12 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         summary.add(QStringLiteral("group heard"), QStringLiteral("no"), {}, false);
         return to;
     }
-    const Span start = rec.span(*first, *first + 1);
     std::printf("    start of the first sound missing: %zu samples = %.3f ms%s\n", *lost,
                 rec.ms(double(*lost)), mayLoseStart && *lost ? " (the monitor's own loss)" : "");
     if (!mayLoseStart)
         summary.add(QStringLiteral("group: start missing"), QStringLiteral("%1 samples").arg(*lost),
                     QStringLiteral("0"), *lost == 0, false,
-                    {{start.fromUs, start.toUs, rec.ms(double(*lost))}});
+                    {rec.span(*first, *first + 1, rec.ms(double(*lost)))});
     std::vector<Span> gaps;
     std::size_t at = *first;
     std::size_t offset = *lost;
@@ -464,10 +463,9 @@ std::size_t exactGroup(const Recording &rec, std::size_t from, std::size_t to,
         const auto gap = static_cast<long long>(*next) - static_cast<long long>(end);
         std::printf("    join %zu: GAP %lld samples = %.3f ms\n", k + 1, gap, rec.ms(double(gap)));
         worstGap = std::max(worstGap, static_cast<std::size_t>(std::llabs(gap)));
-        if (gap != 0) {
-            const Span join = rec.span(std::min(end, *next), std::max(end, *next));
-            gaps.push_back({join.fromUs, join.toUs, rec.ms(double(std::llabs(gap)))});
-        }
+        if (gap != 0)
+            gaps.push_back(rec.span(std::min(end, *next), std::max(end, *next),
+                                    rec.ms(double(std::llabs(gap)))));
         at = *next;
         offset = 0;
     }
@@ -521,10 +519,8 @@ std::size_t reportJoins(const Recording &rec, const std::vector<Join> &joins, co
         std::printf("    %s %zu: GAP (quiet frames) %zu = %.3f ms\n", what, k + 1, joins[k].gap,
                     rec.ms(double(joins[k].gap)));
         worst = std::max(worst, joins[k].gap);
-        if (joins[k].gap > 0) {
-            const Span heard = rec.span(joins[k].from, joins[k].to);
-            gaps.push_back({heard.fromUs, heard.toUs, rec.ms(double(joins[k].gap))});
-        }
+        if (joins[k].gap > 0)
+            gaps.push_back(rec.span(joins[k].from, joins[k].to, rec.ms(double(joins[k].gap))));
     }
     return worst;
 }
@@ -542,7 +538,6 @@ std::size_t envelopeGroup(const Recording &rec, std::size_t from, std::size_t to
         return to;
     }
     const std::size_t end = rec.loudEnd(*first, to);
-    const Span span = rec.span(*first, end);
     const double scale = double(rec.rate) / soundRate;
     std::vector<double> lengths;
     double total = 0;
@@ -565,7 +560,7 @@ std::size_t envelopeGroup(const Recording &rec, std::size_t from, std::size_t to
     // which a millisecond allows for. Where in the group it lies is not known here.
     summary.add(QStringLiteral("group: audible - own length"), msText(rec.ms(heard - total)),
                 QStringLiteral("|x| <= 1 ms"), std::abs(rec.ms(heard - total)) <= 1.0, false,
-                {{span.fromUs, span.toUs, std::abs(rec.ms(heard - total)) - 1.0}});
+                {rec.span(*first, end, std::abs(rec.ms(heard - total)) - 1.0)});
     return end;
 }
 
@@ -582,7 +577,6 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         summary.add(QStringLiteral("loop heard"), QStringLiteral("no"), {}, false);
         return;
     }
-    const Span begin = rec.span(*start, *start + 1);
     std::vector<Span> bad; // the seams with a gap
     // The loop's region runs to the last loud sample: a gap inside it does not end it.
     const std::size_t end = rec.loudEnd(*start, to);
@@ -593,7 +587,7 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
     if (!mayLoseStart)
         summary.add(QStringLiteral("loop: start missing"), QStringLiteral("%1 samples").arg(*lost),
                     QStringLiteral("0"), *lost == 0, false,
-                    {{begin.fromUs, begin.toUs, rec.ms(double(*lost))}});
+                    {rec.span(*start, *start + 1, rec.ms(double(*lost)))});
     std::size_t mismatches = 0;
     std::size_t seams = 0;
     std::size_t worst = 0;
@@ -619,10 +613,8 @@ void exactLoop(const Recording &rec, std::size_t from, std::size_t to, const Sou
         if (diff > 0)
             showDifference(rec, at, loop, offset, copyEnd - at);
         worst = std::max(worst, gap);
-        if (gap > 0) {
-            const Span seam = rec.span(copyEnd, *next);
-            bad.push_back({seam.fromUs, seam.toUs, rec.ms(double(gap))});
-        }
+        if (gap > 0)
+            bad.push_back(rec.span(copyEnd, *next, rec.ms(double(gap))));
         at = *next;
     }
     summary.add(QStringLiteral("loop: seams measured"), QString::number(seams),

@@ -150,6 +150,14 @@ public:
         std::size_t frames;
     };
 
+    // The arrival that brought frame n; end() when none did.
+    static std::vector<Arrival>::const_iterator arrivalOf(const std::vector<Arrival> &arrivals,
+                                                          std::size_t n)
+    {
+        return std::find_if(arrivals.begin(), arrivals.end(),
+                            [&](const Arrival &a) { return a.frames > n; });
+    }
+
     GrowthLog(const QString &path, int frameBytes) : m_path(QFile::encodeName(path))
     {
         m_thread = std::thread([this, frameBytes] {
@@ -278,9 +286,7 @@ struct Recording
         const auto at = [&](std::size_t n) {
             if (const auto heard = heardAtUs(n))
                 return *heard;
-            const auto arrival =
-                std::find_if(arrivals.begin(), arrivals.end(),
-                             [&](const GrowthLog::Arrival &a) { return a.frames > n; });
+            const auto arrival = GrowthLog::arrivalOf(arrivals, n);
             return arrival == arrivals.end() ? 0.0 : arrival->us;
         };
         return {at(from), at(std::max(from, to)), overMs};
@@ -1305,12 +1311,8 @@ bool whileACoreStoodStill(std::size_t from, std::size_t to,
                           const std::vector<GrowthLog::Arrival> &arrivals,
                           const std::vector<StallProbe::Stall> &stalls)
 {
-    const auto arrivalOf = [&](std::size_t frame) {
-        return std::find_if(arrivals.begin(), arrivals.end(),
-                            [&](const GrowthLog::Arrival &a) { return a.frames > frame; });
-    };
-    const auto first = arrivalOf(from);
-    const auto last = arrivalOf(to);
+    const auto first = GrowthLog::arrivalOf(arrivals, from);
+    const auto last = GrowthLog::arrivalOf(arrivals, to);
     return first != arrivals.end() && last != arrivals.end() &&
            std::any_of(stalls.begin(), stalls.end(), [&](const StallProbe::Stall &stall) {
                return first->us >= stall.startUs && last->us <= stallWindowEnd(stall);
